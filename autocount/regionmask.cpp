@@ -1,0 +1,4 @@
+#include "autocount/autocountmanager.h"
+
+// Region mask: to be implemented.
+void AutoCountManager::SetSelectedRegions() {}

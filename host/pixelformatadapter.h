@@ -1,0 +1,28 @@
+#pragma once
+
+#include "host/host_export.h"
+
+#include <opencv2/core.hpp>
+
+#include <functional>
+
+namespace PixelFormatAdapter {
+
+/// The pixel-format mode the counting module asks for when it captures an image.
+constexpr int kCaptureMode = 16;
+
+using Converter = std::function<void(const cv::Mat& src, cv::Mat& dst, int mode)>;
+
+/**
+ * @brief Converts @p src between the host's pixel formats into @p dst.
+ *
+ * @p src and @p dst may be the same matrix. Without a host converter the
+ * image passes unchanged: the same matrix stays as it is (its buffer is kept),
+ * a different destination receives a copy.
+ */
+AUTOCOUNT_HOST_EXPORT void Convert(const cv::Mat& src, cv::Mat& dst, int mode);
+
+/// Installs the host's converter; an empty function restores the default.
+AUTOCOUNT_HOST_EXPORT void SetConverter(Converter converter);
+
+} // namespace PixelFormatAdapter

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that AutoCount needs to build and test, and
+# nothing when they are all present already. Run as root (or with sudo).
+set -euo pipefail
+
+packages=(
+    build-essential cmake pkg-config ccache
+    qtbase5-dev libqt5charts5-dev
+    libopencv-dev
+    libxlsxwriter-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
+    python3 python3-openpyxl
+    xvfb xauth
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+        missing+=("$package")
+    fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "setup: installing ${missing[*]}"
+sudo_cmd=()
+[ "$(id -u)" -ne 0 ] && sudo_cmd=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${sudo_cmd[@]}" apt-get update -qq
+"${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+echo "setup: done"
