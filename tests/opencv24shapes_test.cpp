@@ -1,0 +1,67 @@
+// Rotated rectangle, enclosing circle and ellipse fit with the older
+// library's numbers. Expected figures are single-precision results of the
+// older routines; EXPECT_FLOAT_EQ allows the last printed digit's rounding.
+
+#include "autocount/alg/opencv24.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+const Contour kSquare{{1, 1}, {1, 10}, {10, 10}, {10, 1}};
+const Contour kTriangle{{0, 0}, {10, 3}, {4, 9}};
+const Contour kHeptagon{{0, 0}, {5, 1}, {9, 4}, {8, 8}, {3, 9}, {-1, 6}, {-2, 2}};
+// A small blob outline of 12 points (centre 58, 20).
+const Contour kBlob{{57, 18}, {57, 19}, {56, 20}, {57, 21}, {57, 22}, {58, 22},
+                    {59, 22}, {60, 21}, {60, 20}, {60, 19}, {59, 18}, {58, 18}};
+
+void ExpectBox(const cv::RotatedRect& box, float cx, float cy, float w, float h, float angle)
+{
+    EXPECT_FLOAT_EQ(box.center.x, cx);
+    EXPECT_FLOAT_EQ(box.center.y, cy);
+    EXPECT_FLOAT_EQ(box.size.width, w);
+    EXPECT_FLOAT_EQ(box.size.height, h);
+    EXPECT_FLOAT_EQ(box.angle, angle);
+}
+
+TEST(CaliperRectangle, AxisAlignedSquareIsMinusNinety)
+{
+    // The hull starts at (1,1) and runs clockwise; the last of the equal-area
+    // candidates is the one with the side along -y.
+    ExpectBox(cv24::MinAreaRect(kSquare), 5.5f, 5.5f, 9.f, 9.f, -90.f);
+}
+
+TEST(CaliperRectangle, TriangleLiesOnItsLongestSide)
+{
+    ExpectBox(cv24::MinAreaRect(kTriangle), 3.9266057f, 5.0779819f, 7.471045f, 10.440307f,
+              -73.300758f);
+}
+
+TEST(CaliperRectangle, HeptagonAngleInMinusNinetyToZero)
+{
+    const cv::RotatedRect box = cv24::MinAreaRect(kHeptagon);
+    EXPECT_FLOAT_EQ(box.center.x, 3.3600004f);
+    EXPECT_FLOAT_EQ(box.center.y, 4.5200005f);
+    EXPECT_FLOAT_EQ(box.size.width, 7.6000004f);
+    EXPECT_FLOAT_EQ(box.size.height, 11.6000004f);
+    EXPECT_NEAR(box.angle, -53.1301, 1e-4);
+}
+
+TEST(CaliperRectangle, BlobGivesPositiveZero)
+{
+    const cv::RotatedRect box = cv24::MinAreaRect(kBlob);
+    ExpectBox(box, 58.f, 20.f, 4.f, 4.f, 0.f);
+    EXPECT_FALSE(std::signbit(box.angle));
+}
+
+TEST(CaliperRectangle, CollinearPointsGiveASegment)
+{
+    // Hull of two points, from (1,36) to (1,38): angle atan2(2, 0) = 90.
+    ExpectBox(cv24::MinAreaRect({{1, 36}, {1, 37}, {1, 38}, {1, 37}}), 1.f, 37.f, 2.f, 0.f, 90.f);
+    // One distinct point: centre on it, no size, no angle.
+    ExpectBox(cv24::MinAreaRect({{4, 7}, {4, 7}}), 4.f, 7.f, 0.f, 0.f, 0.f);
+}
+
+} // namespace
