@@ -64,4 +64,108 @@ TEST(CaliperRectangle, CollinearPointsGiveASegment)
     ExpectBox(cv24::MinAreaRect({{4, 7}, {4, 7}}), 4.f, 7.f, 0.f, 0.f, 0.f);
 }
 
+struct CircleCase
+{
+    const char* name;
+    Contour points;
+    float cx, cy, r;
+};
+
+TEST(HeuristicCircle, MatchesTheFourPointHeuristic)
+{
+    // The square's farthest pair (1,1)-(10,10) already holds the other points:
+    // r = 1.03 · √(4.5² + 4.5²) = 6.5548801. The triangle needs the circle
+    // through all three corners, grown by 3 %.
+    const CircleCase cases[] = {
+        {"square", kSquare, 5.5f, 5.5f, 6.5548801f},
+        {"rectangle", {{0, 0}, {10, 0}, {10, 5}, {0, 5}}, 5.f, 2.5f, 5.757875f},
+        {"ring of eight",
+         {{0, 0}, {0, 1}, {0, 2}, {1, 2}, {2, 2}, {2, 1}, {2, 0}, {1, 0}},
+         1.f,
+         1.f,
+         1.4566399f},
+        {"triangle", kTriangle, 4.4230771f, 3.4230769f, 5.7607365f},
+        {"blob", kBlob, 58.f, 20.f, 2.3031499f},
+    };
+    for (const CircleCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        cv::Point2f centre;
+        float radius = 0.f;
+        cv24::MinEnclosingCircle(c.points, centre, radius);
+        EXPECT_FLOAT_EQ(centre.x, c.cx);
+        EXPECT_FLOAT_EQ(centre.y, c.cy);
+        EXPECT_FLOAT_EQ(radius, c.r);
+    }
+}
+
+TEST(HeuristicCircle, SinglePointHasRadiusOne)
+{
+    cv::Point2f centre;
+    float radius = 0.f;
+    cv24::MinEnclosingCircle({{7, 3}}, centre, radius);
+    EXPECT_EQ(centre, cv::Point2f(7.f, 3.f));
+    EXPECT_EQ(radius, 1.f);
+}
+
+TEST(HeuristicCircle, EnclosesEveryPointOfALargeOutline)
+{
+    // Whatever the support points end as, no outline point may lie outside.
+    Contour outline;
+    for (int i = 0; i < 360; i += 3) {
+        const double a = i * CV_PI / 180;
+        outline.emplace_back(cvRound(50 + 30 * std::cos(a)), cvRound(40 + 12 * std::sin(a + 0.3)));
+    }
+    cv::Point2f centre;
+    float radius = 0.f;
+    cv24::MinEnclosingCircle(outline, centre, radius);
+    for (const cv::Point& p : outline)
+        EXPECT_LE(std::hypot(p.x - centre.x, p.y - centre.y), radius);
+}
+
+TEST(SvdEllipse, BlobAxes)
+{
+    const cv::RotatedRect e = cv24::FitEllipse(kBlob);
+    EXPECT_FLOAT_EQ(e.size.width, 4.0538087f);
+    EXPECT_FLOAT_EQ(e.size.height, 4.2516832f);
+}
+
+TEST(SvdEllipse, FlatOutlineCollapses)
+{
+    // Seven points on row 63 and one on row 64: the conic is degenerate, one
+    // axis term stays below 1e-8 and both axes come out as 0 and 1.
+    const cv::RotatedRect e = cv24::FitEllipse(
+        {{19, 63}, {20, 63}, {21, 64}, {22, 63}, {23, 63}, {22, 63}, {21, 63}, {20, 63}});
+    EXPECT_EQ(e.size.width, 0.f);
+    EXPECT_EQ(e.size.height, 1.f);
+}
+
+TEST(SvdEllipse, SampledEllipseRecoversItsAxes)
+{
+    // 36 pixel points on an ellipse with semi-axes 200 and 80 about (1000, 800),
+    // its long axis tilted 30 degrees: full axes 160 and 400, the width being
+    // the short one, so the angle is 90 + 30. Rounding the samples to whole
+    // pixels moves the fit by well under one pixel.
+    std::vector<cv::Point> pts;
+    const double phi = CV_PI / 6;
+    for (int i = 0; i < 360; i += 10) {
+        const double t = i * CV_PI / 180;
+        const double x = 200 * std::cos(t), y = 80 * std::sin(t);
+        pts.emplace_back(cvRound(1000 + x * std::cos(phi) - y * std::sin(phi)),
+                         cvRound(800 + x * std::sin(phi) + y * std::cos(phi)));
+    }
+    const cv::RotatedRect e = cv24::FitEllipse(pts);
+    EXPECT_NEAR(e.size.width, 160, 1);
+    EXPECT_NEAR(e.size.height, 400, 1);
+    EXPECT_NEAR(e.center.x, 1000, 0.1);
+    EXPECT_NEAR(e.center.y, 800, 0.1);
+    EXPECT_NEAR(e.angle, 120, 0.1);
+}
+
+TEST(SvdEllipse, FewerThanFivePointsGiveAnEmptyBox)
+{
+    const cv::RotatedRect e = cv24::FitEllipse({{0, 0}, {4, 0}, {4, 3}, {0, 3}});
+    EXPECT_EQ(e.size.width, 0.f);
+    EXPECT_EQ(e.size.height, 0.f);
+}
+
 } // namespace
