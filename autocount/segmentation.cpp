@@ -1,25 +1,161 @@
 #include "autocount/autocountmanager.h"
 
-// Histogram and thresholding: to be implemented.
-void AutoCountManager::GetHistogramData(int channel, int*)
+#include "autocount/alg/bytecount.h"
+#include "autocount/alg/opencv24.h"
+#include "host/displaycanvas.h"
+
+#include <QDebug>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+// Grey image for the automatic modes: the blue-first conversion of a colour
+// source, or a one-channel source itself (shared, not copied).
+cv::Mat GreyOf(const cv::Mat& source)
+{
+    if (source.channels() <= 1)
+        return source;
+    cv::Mat grey;
+    cv24::GreyFromBgr(source, grey);
+    return grey;
+}
+
+// Plane byte offset of each colour channel within a blue, green, red pixel.
+// Red and blue read the opposite planes from the manual band's (pixel
+// planes 0 and 2 there); both tables are kept as they are.
+constexpr int kHistogramPlane[] = {
+    -1, // grey: its own image
+    2,  // red
+    1,  // green
+    0,  // blue
+};
+
+// Manual band input per channel: colour space and plane code.
+struct BandPlane
+{
+    int space;
+    int plane;
+};
+constexpr BandPlane kBandPlanes[] = {
+    {ALG_SPACE_PLANES, ALG_PLANE_0},       // grey (one channel: the code is not used)
+    {ALG_SPACE_PLANES, ALG_PLANE_0},       // red
+    {ALG_SPACE_PLANES, ALG_PLANE_1},       // green
+    {ALG_SPACE_PLANES, ALG_PLANE_2},       // blue
+    {ALG_SPACE_HSI, ALG_PLANE_HUE},        // hue
+    {ALG_SPACE_HSI, ALG_PLANE_SATURATION}, // saturation
+    {ALG_SPACE_HSI, ALG_PLANE_INTENSITY},  // intensity
+};
+
+} // namespace
+
+void AutoCountManager::GetHistogramData(int channel, int* histogram)
 {
     histogramChannel = channel;
+
+    // The plane to count: an image with a byte offset, read every
+    // `stride` bytes. No plane (empty image) for channels without one.
+    cv::Mat image;
+    int offset = 0;
+    int stride = 1;
+    if (channel == CHANNEL_GREY) {
+        image = GreyOf(sourceImage_);
+    } else if (channel >= CHANNEL_RED && channel <= CHANNEL_BLUE) {
+        // Planes that the source does not have stay empty.
+        if (kHistogramPlane[channel] < sourceImage_.channels()) {
+            image = sourceImage_;
+            offset = kHistogramPlane[channel];
+            stride = sourceImage_.channels();
+        }
+    } else if (channel >= CHANNEL_HUE && channel <= CHANNEL_INTENSITY) {
+        // The library's HSV here (8-bit hue 0..180, value = largest plane);
+        // the manual band uses the module's own HSI conversion instead.
+        cv::cvtColor(sourceImage_, image, cv::COLOR_BGR2HSV);
+        offset = channel - CHANNEL_HUE;
+        stride = 3;
+    }
+
+    // Whole image, region mask not applied.
+    int32_t counts[256] = {};
+    if (!image.empty())
+        bytecount::Count(image, offset, stride, counts);
+
+    // Scale to 0..1000 with 32-bit int arithmetic, truncating; a bin above
+    // 2^31 / 1000 pixels wraps around as that arithmetic does. Without any
+    // pixel counted the bins stay 0.
+    const int32_t largest = *std::max_element(counts, counts + 256);
+    for (int k = 0; k < 256; ++k) {
+        if (largest == 0) {
+            histogram[k] = 0;
+            continue;
+        }
+        const auto scaled = static_cast<int32_t>(static_cast<uint32_t>(counts[k]) * 1000u);
+        histogram[k] = scaled / largest;
+    }
+
+    ImageSegment();
 }
+
+void AutoCountManager::ImageSegment()
+{
+    qDebug("void AutoCountManager::ImageSegment()");
+    binaryImage_ = cv::Mat(sourceImage_.size(), CV_8UC1, cv::Scalar(0));
+
+    // The statuses of the Alg functions are not examined: on bad input the
+    // binary image stays as zeroed here.
+    switch (segmentMode) {
+    case SEGMENT_AUTO_BRIGHT:
+        highThresh = 255;
+        AlgAuto2Bw(GreyOf(sourceImage_), regionMask_, ALG_BRIGHT_OBJECTS, binaryImage_, lowThresh);
+        break;
+    case SEGMENT_AUTO_DARK:
+        lowThresh = 0;
+        AlgAuto2Bw(GreyOf(sourceImage_), regionMask_, ALG_DARK_OBJECTS, binaryImage_, highThresh);
+        qDebug("%d %d ", lowThresh, highThresh);
+        break;
+    case SEGMENT_MANUAL:
+        if (histogramChannel >= CHANNEL_GREY && histogramChannel <= CHANNEL_INTENSITY) {
+            const BandPlane& band = kBandPlanes[histogramChannel];
+            cv::Mat input = sourceImage_;
+            // The grey channel converts whatever the source is; a one-channel
+            // or empty source raises the library's error to the caller.
+            if (histogramChannel == CHANNEL_GREY)
+                cv24::GreyFromBgr(sourceImage_, input);
+            AlgManual2Bw(input, regionMask_, lowThresh, highThresh, band.space, band.plane,
+                         binaryImage_);
+        }
+        break;
+    default:
+        break;
+    }
+
+    if (displayCanvas_)
+        displayCanvas_->ShowInvertedImage(binaryImage_);
+}
+
 void AutoCountManager::SetSegmentMode(int mode)
 {
     segmentMode = mode;
+    ImageSegment();
 }
-void AutoCountManager::ImageSegment() {}
+
 void AutoCountManager::GetThreshold(int& low, int& high)
 {
     low = lowThresh;
     high = highThresh;
 }
+
 void AutoCountManager::SetLowThreshold(int value)
 {
     lowThresh = value;
+    ImageSegment();
 }
+
 void AutoCountManager::SetHighThreshold(int value)
 {
     highThresh = value;
+    ImageSegment();
 }

@@ -1,15 +1,206 @@
 #include "autocount/alg/alg.h"
 
-// To be implemented.
-int AlgOtsu(cv::Mat, int&)
+#include "autocount/alg/bytecount.h"
+#include "autocount/alg/opencv24.h"
+
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cstdint>
+
+// Otsu's method: N. Otsu, "A threshold selection method from gray-level
+// histograms", IEEE Trans. Systems, Man, and Cybernetics 9(1), 1979.
+
+namespace {
+
+// Sets every pixel of dst inside mask (everywhere when mask is empty) to
+// lut[v], v being the byte at offset + x·stride in the source row. Pixels
+// outside the mask keep their value, or become 0 when clearOutside is set. dst must be
+// single-channel 8-bit of the source's size; mask empty or single-channel 8-bit of that size. Works
+// with dst sharing the source's pixels, since each output pixel reads only
+// its own input pixel.
+void ApplyThroughMask(const cv::Mat& src, int offset, int stride, const cv::Mat& mask,
+                      const uchar (&lut)[256], bool clearOutside, cv::Mat& dst)
 {
-    return 1;
+    cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            const uchar* s = src.ptr<uchar>(y) + offset;
+            uchar* d = dst.ptr<uchar>(y);
+            if (mask.empty()) {
+                for (int x = 0; x < src.cols; ++x)
+                    d[x] = lut[s[x * stride]];
+            } else {
+                const uchar* m = mask.ptr<uchar>(y);
+                if (clearOutside) {
+                    for (int x = 0; x < src.cols; ++x)
+                        d[x] = m[x] ? lut[s[x * stride]] : 0;
+                } else {
+                    for (int x = 0; x < src.cols; ++x)
+                        if (m[x])
+                            d[x] = lut[s[x * stride]];
+                }
+            }
+        }
+    });
 }
-int AlgAuto2Bw(cv::Mat, cv::Mat, int, cv::Mat&, int&)
+
+// True when the single-pass route gives what the library's threshold and
+// masked copy would give: one 8-bit plane, a usable single-channel mask.
+bool PlainMask(const cv::Mat& plane, const cv::Mat& mask)
 {
-    return -1;
+    return mask.empty() || (mask.type() == CV_8UC1 && mask.size() == plane.size());
 }
-int AlgManual2Bw(cv::Mat, cv::Mat, int, int, int, int, cv::Mat&)
+
+// The masked copy's output: the existing image when it already has the right
+// size and type (pixels outside the mask keep their value), else a new one
+// that is zero outside the mask.
+void PrepareOutput(const cv::Mat& mask, cv::Size size, cv::Mat& dst)
 {
-    return -1;
+    if (dst.size() == size && dst.type() == CV_8UC1)
+        return;
+    if (mask.empty())
+        dst.create(size, CV_8UC1);
+    else
+        dst = cv::Mat::zeros(size, CV_8UC1);
+}
+
+} // namespace
+
+int AlgOtsu(cv::Mat src, int& threshold)
+{
+    if (!src.data || src.total() == 0)
+        return 1;
+
+    // Whole image, taken as single-channel bytes; no mask.
+    int32_t counts[256] = {};
+    bytecount::Count(src, 0, 1, counts);
+    const int n = src.rows * src.cols;
+    float p[256];
+    for (int k = 0; k < 256; ++k)
+        p[k] = static_cast<float>(counts[k]) / static_cast<float>(n);
+
+    // Every split is summed afresh from k = 0 in single precision, as the
+    // accumulation order fixes the rounding. An empty class gives 0/0 = NaN,
+    // which never compares greater.
+    double best = 0.0;
+    for (int t = 0; t < 256; ++t) {
+        float w0 = 0.0f, m0 = 0.0f, w1 = 0.0f, m1 = 0.0f;
+        for (int k = 0; k <= t; ++k) {
+            w0 += p[k];
+            m0 += k * p[k];
+        }
+        for (int k = t + 1; k < 256; ++k) {
+            w1 += p[k];
+            m1 += k * p[k];
+        }
+        const float d = m0 / w0 - m1 / w1;
+        const float sigma = static_cast<float>(static_cast<double>(d) * d * (w0 * w1));
+        // Strictly greater: ties keep the smallest t. When no split beats 0
+        // (a uniform image) the caller's value stays, so the controller goes
+        // on with its previous threshold.
+        if (sigma > best) {
+            threshold = t;
+            best = sigma;
+        }
+    }
+    return 0;
+}
+
+int AlgAuto2Bw(cv::Mat src, cv::Mat mask, int polarity, cv::Mat& dst, int& threshold)
+{
+    if (!src.data)
+        return -1;
+
+    // Red-first weights on three channels, as for an image in red, green,
+    // blue order; the controller always passes one channel already.
+    cv::Mat grey = src;
+    if (src.channels() == 3)
+        cv24::GreyFromRgb(src, grey);
+
+    if (AlgOtsu(grey, threshold) != 0)
+        return 1;
+    // The threshold has been written even when the polarity is unknown.
+    if (polarity != ALG_DARK_OBJECTS && polarity != ALG_BRIGHT_OBJECTS)
+        return 1;
+
+    const int t = threshold;
+    if (grey.type() == CV_8UC1 && PlainMask(grey, mask)) {
+        uchar lut[256];
+        for (int v = 0; v < 256; ++v) {
+            const bool object = polarity == ALG_BRIGHT_OBJECTS ? v > t : v <= t;
+            lut[v] = object ? 255 : 0;
+        }
+        PrepareOutput(mask, grey.size(), dst);
+        ApplyThroughMask(grey, 0, 1, mask, lut, false, dst);
+        return 0;
+    }
+
+    cv::Mat bw;
+    cv::threshold(grey, bw, t, 255,
+                  polarity == ALG_BRIGHT_OBJECTS ? cv::THRESH_BINARY : cv::THRESH_BINARY_INV);
+    bw.copyTo(dst, mask);
+    return 0;
+}
+
+int AlgManual2Bw(cv::Mat src, cv::Mat mask, int low, int high, int colourSpace, int planeCode,
+                 cv::Mat& dst)
+{
+    if (!src.data)
+        return -1;
+
+    // The plane: a byte offset and stride into an image (no copies made).
+    cv::Mat image = src;
+    int offset = 0;
+    int stride = 1;
+    if (src.channels() == 3) {
+        if (colourSpace == ALG_SPACE_HSI) {
+            cv::Mat hsi[3];
+            const int status = AlgRGB2HSI(src, hsi[0], hsi[1], hsi[2]);
+            if (status != 0)
+                return status;
+            if (planeCode < ALG_PLANE_HUE || planeCode > ALG_PLANE_INTENSITY)
+                return 2;
+            image = hsi[planeCode - ALG_PLANE_HUE];
+        } else if (colourSpace == ALG_SPACE_PLANES) {
+            if (planeCode < ALG_PLANE_0 || planeCode > ALG_PLANE_2)
+                return 2;
+            offset = planeCode - ALG_PLANE_0;
+            stride = 3;
+            if (src.depth() != CV_8U) {
+                cv::Mat planes[3];
+                cv::split(src, planes);
+                image = planes[offset];
+                offset = 0;
+                stride = 1;
+            }
+        } else {
+            return 1;
+        }
+    }
+
+    // Both bounds inclusive, compared as int; low above high selects nothing.
+    uchar lut[256];
+    for (int v = 0; v < 256; ++v)
+        lut[v] = (low <= v && v <= high) ? 255 : 0;
+
+    const bool plane8 = stride == 3 || image.type() == CV_8UC1;
+    if (plane8 && PlainMask(image, mask)) {
+        // Zero outside the mask, the band inside it.
+        dst.create(image.size(), CV_8UC1);
+        ApplyThroughMask(image, offset, stride, mask, lut, true, dst);
+        return 0;
+    }
+
+    // Any other plane: its first bytes of each row, one per column, are
+    // compared; the band image has the plane's size and type.
+    cv::Mat bw = cv::Mat::zeros(image.size(), image.type());
+    for (int y = 0; y < image.rows; ++y) {
+        const uchar* s = image.ptr<uchar>(y);
+        uchar* b = bw.ptr<uchar>(y);
+        for (int x = 0; x < image.cols; ++x)
+            b[x] = lut[s[x]];
+    }
+    dst = cv::Mat::zeros(image.size(), image.type());
+    bw.copyTo(dst, mask);
+    return 0;
 }
