@@ -1,7 +1,33 @@
 #include "autocount/alg/alg.h"
 
-// To be implemented.
-int AlgGetROI(cv::Mat, std::vector<cv::Point>, cv::Mat&)
+#include <opencv2/imgproc.hpp>
+
+namespace {
+
+/// Results of AlgGetROI.
+enum RoiStatus
 {
-    return 1;
+    ROI_OK = 0,
+    ROI_EMPTY_SOURCE = 1,
+    ROI_TOO_FEW_POINTS = 3, ///< a polygon needs three vertices to enclose anything
+};
+
+} // namespace
+
+int AlgGetROI(cv::Mat src, std::vector<cv::Point> polygon, cv::Mat& dst)
+{
+    if (src.empty() || src.data == nullptr)
+        return ROI_EMPTY_SOURCE;
+    if (polygon.size() < 3)
+        return ROI_TOO_FEW_POINTS;
+
+    // The mask has the source's size, type and channel count; every channel
+    // is 255 inside the polygon and on its boundary.
+    cv::Mat roi = cv::Mat::zeros(src.size(), src.type());
+    const cv::Point* vertices = polygon.data();
+    const int count = static_cast<int>(polygon.size());
+    cv::fillPoly(roi, &vertices, &count, 1, cv::Scalar(255, 255, 255, 0), cv::LINE_8, 0);
+
+    dst = roi;
+    return ROI_OK;
 }
