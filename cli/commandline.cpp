@@ -136,7 +136,7 @@ struct Options
                              "Count only every N-th image, starting with the I-th "
                              "(1-based), to spread a batch over I = 1..N machines.",
                              "I/N"};
-    QCommandLineOption worker{BatchRunner::kWorkerOption, "Count one image for a batch."};
+    QCommandLineOption worker{BatchRunner::kWorkerOption, "Count images for a batch."};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{"version", "Show the version."};
 
@@ -309,8 +309,9 @@ CommandLine Parse(const QStringList& arguments)
     if (parser.isSet(o.shard))
         c.shard = batchplan::ParseShard(Single(parser, "shard"));
     c.worker = parser.isSet(o.worker);
-    if (c.worker && c.inputs.size() != 1)
-        throw UsageError(QStringLiteral("--worker"), QStringLiteral("takes exactly one image"));
+    if (c.worker && !c.inputs.isEmpty())
+        throw UsageError(QStringLiteral("--worker"),
+                         QStringLiteral("reads its images on stdin, not as arguments"));
     return c;
 }
 

@@ -68,21 +68,6 @@ bool WriteOrReport(const QString& path, const QByteArray& data)
     return false;
 }
 
-/// Counts one image for the batch that started this process and prints its
-/// result as one JSON object on stdout.
-int RunWorker(const CommandLine& c)
-{
-    const QList<BatchItem> items = batchplan::Plan(c.inputs, c.outputs, QPair<int, int>(1, 1));
-    CountRunner runner;
-    const ImageResult result = CountItem(runner, items.first(), c.settings);
-    StopCutWorker();
-    const QByteArray json =
-        QJsonDocument(imageresult::ToJson(result)).toJson(QJsonDocument::Compact);
-    std::fwrite(json.constData(), 1, json.size(), stdout);
-    std::fputc('\n', stdout);
-    return 0;
-}
-
 int Run(CommandLine c)
 {
     if (!c.outputs.saveSettings.isEmpty()) {
@@ -168,7 +153,7 @@ int main(int argc, char** argv)
             return 0;
         }
         if (c.worker)
-            return RunWorker(c);
+            return ServeWorkerRequests(c.settings, stdin, stdout);
         return Run(c);
     } catch (const UsageError& error) {
         return Usage(error);

@@ -274,6 +274,27 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     }
 }
 
+TEST_F(CliEndToEnd, AWorkerThatDiesCostsOnlyItsImage)
+{
+    for (int i = 0; i < 6; ++i)
+        Write(QStringLiteral("run/img%1.png").arg(i),
+              syntheticcells::Render(Discs(4 + i, 0, 30 + i)));
+    const Outcome o = Run({"--jobs", "2", "--json", "run"}, {"AUTOCOUNT_TEST_CRASH_ON=img2.png"});
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("img2.png: the worker process ended (crashed)"))
+        << o.err.toStdString();
+    const QJsonArray images =
+        QJsonDocument::fromJson(o.out.toUtf8()).object().value("images").toArray();
+    ASSERT_EQ(images.size(), 6);
+    for (int i = 0; i < 6; ++i) {
+        const QJsonObject image = images[i].toObject();
+        if (i == 2)
+            EXPECT_TRUE(image.contains("error"));
+        else
+            EXPECT_EQ(image.value("count").toInt(), 4 + i);
+    }
+}
+
 TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
 {
     const QString image = Write("x.png", syntheticcells::Render(Discs(3, 0, 60)));
