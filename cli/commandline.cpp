@@ -33,6 +33,14 @@ Images:
       an alpha plane is dropped.
   Other pixel types (32-bit, floating point) are refused with a message.
 
+Manual band:
+  --channel picks the channel as the module's histogram dialog numbers it,
+  and the band is applied by the module's own rules: grey is the weighted
+  grey value; red and blue threshold the opposite colour planes from the ones
+  the histogram shows (red reads the first plane, which is blue in a BGR
+  image, and blue the third); hue, saturation and intensity are the module's
+  HSI conversion, each scaled to 0-255.
+
 Outputs:
   Every file is written to a temporary file and renamed into place; an input
   image is never overwritten. With several images the --report, --annotated
@@ -192,7 +200,7 @@ QString HelpText()
     const int arguments = text.indexOf(QLatin1String("\nArguments:"));
     if (arguments >= 0)
         text = text.left(arguments);
-    return text + QLatin1Char('\n') + QString::fromUtf8(kEpilogue);
+    return text.trimmed() + QLatin1Char('\n') + QString::fromUtf8(kEpilogue);
 }
 
 CommandLine Parse(const QStringList& arguments)

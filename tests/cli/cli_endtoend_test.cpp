@@ -107,6 +107,24 @@ TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
     EXPECT_EQ(Count({"--cut", "merge", image}), 30);
     // Bright objects on this image are the background, which reaches the border.
     EXPECT_EQ(Count({"--mode", "bright", image}), 0);
+    // Cells are near grey 76, the background near 214: a band over the dark
+    // half finds every cell, a band between the two finds nothing.
+    EXPECT_EQ(Count({"--mode", "manual", "--low", "0", "--high", "150", image}), 30);
+    EXPECT_EQ(Count({"--mode", "manual", "--low", "120", "--high", "170", image}), 0);
+}
+
+TEST_F(CliEndToEnd, TheBundledSampleIsTheGeneratorsImage)
+{
+    syntheticcells::LayoutParams params;
+    params.seed = 2024;
+    const syntheticcells::Layout layout = syntheticcells::MakeLayout(params);
+    EXPECT_EQ(layout.Objects(), 40);
+    EXPECT_EQ(layout.Clumps(), 35);
+    const cv::Mat bundled = cv::imread(AUTOCOUNT_SAMPLE, cv::IMREAD_UNCHANGED);
+    const cv::Mat generated = syntheticcells::Render(layout);
+    ASSERT_EQ(bundled.size(), generated.size());
+    ASSERT_EQ(bundled.type(), generated.type());
+    EXPECT_EQ(cv::norm(bundled, generated, cv::NORM_INF), 0.0);
 }
 
 TEST_F(CliEndToEnd, TouchingPairsAreSplitOnlyByTheAutomaticCut)
