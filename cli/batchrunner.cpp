@@ -98,8 +98,8 @@ int ServeWorkerRequests(const CountSettings& settings, std::FILE* in, std::FILE*
     return 0;
 }
 
-BatchRunner::BatchRunner(const CountSettings& settings, int jobs)
-    : settings_(settings), jobs_(jobs < 1 ? 1 : jobs)
+BatchRunner::BatchRunner(const CountSettings& settings, int jobs, bool keepObjects)
+    : settings_(settings), jobs_(jobs < 1 ? 1 : jobs), keepObjects_(keepObjects)
 {
 }
 
@@ -117,6 +117,8 @@ QList<ImageResult> BatchRunner::RunHere(const QList<BatchItem>& items, const Res
     for (int i = 0; i < items.size(); ++i) {
         results << CountItem(runner, items[i], settings_);
         handler(i, results.last());
+        if (!keepObjects_)
+            results.last().objects.clear();
     }
     return results;
 }
@@ -168,6 +170,8 @@ QList<ImageResult> BatchRunner::RunInWorkers(const QList<BatchItem>& items,
     auto deliver = [&] {
         while (delivered < items.size() && done[delivered]) {
             handler(delivered, *done[delivered]);
+            if (!keepObjects_)
+                done[delivered]->objects.clear();
             ++delivered;
         }
         if (delivered == items.size())

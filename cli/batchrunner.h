@@ -45,7 +45,10 @@ public:
     /// before it are done.
     using ResultHandler = std::function<void(int position, const ImageResult& result)>;
 
-    BatchRunner(const CountSettings& settings, int jobs);
+    /// @p keepObjects: the returned results keep their object tables; without
+    /// it only counts and statistics stay in memory, as a batch of thousands
+    /// of images needs.
+    BatchRunner(const CountSettings& settings, int jobs, bool keepObjects = true);
 
     /// Counts @p items; returns the results in input order.
     QList<ImageResult> Run(const QList<BatchItem>& items, const ResultHandler& handler);
@@ -60,4 +63,5 @@ private:
 
     CountSettings settings_;
     int jobs_;
+    bool keepObjects_;
 };

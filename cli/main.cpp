@@ -102,7 +102,8 @@ int Run(CommandLine c)
     // With --json the results own stdout; the lines go to stderr.
     std::FILE* lines = c.json ? stderr : stdout;
     ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
-    BatchRunner runner(c.settings, c.jobs);
+    // The object tables are kept only for the JSON document.
+    BatchRunner runner(c.settings, c.jobs, c.json);
     const QList<ImageResult> results =
         runner.Run(items, [&](int position, const ImageResult& result) {
             if (result.ok())

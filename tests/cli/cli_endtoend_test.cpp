@@ -113,6 +113,18 @@ TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
     EXPECT_EQ(Count({"--mode", "manual", "--low", "120", "--high", "170", image}), 0);
 }
 
+TEST_F(CliEndToEnd, ObjectsAtTheBorderCountOnlyWhenKept)
+{
+    syntheticcells::Layout layout = Discs(10, 0, 16);
+    syntheticcells::Cell edge;
+    edge.centre = cv::Point(5, 300); // reaches past the left edge
+    edge.axes = cv::Size(20, 20);
+    layout.cells.push_back(edge);
+    const QString image = Write("edge.png", syntheticcells::Render(layout));
+    EXPECT_EQ(Count({image}), 10);
+    EXPECT_EQ(Count({"--keep-border", image}), 11);
+}
+
 TEST_F(CliEndToEnd, TheBundledSampleIsTheGeneratorsImage)
 {
     syntheticcells::LayoutParams params;
