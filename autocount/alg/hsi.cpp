@@ -1,5 +1,6 @@
 #include "autocount/alg/alg.h"
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
 
 #include <algorithm>
@@ -153,36 +154,120 @@ const HueTable& Hues()
     return table;
 }
 
-// Converts n pixels of three bytes each.
+// Converts one pixel of three bytes.
+inline void ConvertPixel(const uchar* src, uchar& h, uchar& s, uchar& i, const HueTable& hues)
+{
+    const float b = kUnit.v[src[0]];
+    const float g = kUnit.v[src[1]];
+    const float r = kUnit.v[src[2]];
+    const float rg = r - g;
+    const float rb = r - b;
+    const float den = std::sqrt(rg * rg + (g - b) * rb);
+
+    uchar hue = 0;
+    if (den != 0.0f) { // also when den is NaN
+        const float arg = (rg + rb) * 0.5f / den;
+        // Outside [-1, 1] (or NaN) the arc cosine is NaN, which stores 0.
+        if (arg >= -1.0f && arg <= 1.0f)
+            hue = hues.Hue(arg, src[1] >= src[0]);
+    }
+
+    const float sum = r + g + b;
+    float sat = 0.0f;
+    if (sum != 0.0f) {
+        const float least = std::min(b, std::min(g, r));
+        sat = static_cast<float>(1.0 - 3.0 * least / sum);
+    }
+
+    h = hue;
+    s = ToByte(sat * 255.0f);
+    i = ToByte(sum / 3.0f * 255.0f);
+}
+
+#if CV_SIMD128
+// The same rule on four pixels in the vector lanes. Every operation is the
+// scalar one in the same order (IEEE single and double precision give the
+// same bits in either form); only the hue byte is looked up lane by lane.
+// byte / 255.0 kept as float equals the float quotient byte / 255.0f for all
+// 256 bytes, so the quotients are formed in single precision here.
+inline void ConvertLanes(const cv::v_uint32x4& bb, const cv::v_uint32x4& gb,
+                         const cv::v_uint32x4& rb8, cv::v_int32x4& h, cv::v_int32x4& s,
+                         cv::v_int32x4& i, const HueTable& hues)
+{
+    const cv::v_float32x4 k255 = cv::v_setall_f32(255.0f);
+    const cv::v_float32x4 zero = cv::v_setzero_f32();
+    const cv::v_float32x4 b = cv::v_cvt_f32(cv::v_reinterpret_as_s32(bb)) / k255;
+    const cv::v_float32x4 g = cv::v_cvt_f32(cv::v_reinterpret_as_s32(gb)) / k255;
+    const cv::v_float32x4 r = cv::v_cvt_f32(cv::v_reinterpret_as_s32(rb8)) / k255;
+    const cv::v_float32x4 rg = r - g;
+    const cv::v_float32x4 rb = r - b;
+    const cv::v_float32x4 den = cv::v_sqrt(rg * rg + (g - b) * rb);
+    const cv::v_float32x4 arg = (rg + rb) * cv::v_setall_f32(0.5f) / den;
+    // den != 0 holds for NaN too; the range test fails for NaN.
+    const cv::v_float32x4 withHue =
+        (den != zero) & (arg >= cv::v_setall_f32(-1.0f)) & (arg <= cv::v_setall_f32(1.0f));
+    float args[4];
+    int valid[4];
+    int greenAtLeastBlue[4];
+    cv::v_store(args, arg);
+    cv::v_store(valid, cv::v_reinterpret_as_s32(withHue));
+    cv::v_store(greenAtLeastBlue, cv::v_reinterpret_as_s32(g >= b));
+    int hue[4];
+    for (int k = 0; k < 4; ++k)
+        hue[k] = valid[k] ? hues.Hue(args[k], greenAtLeastBlue[k] != 0) : 0;
+    h = cv::v_load(hue);
+
+    const cv::v_float32x4 sum = r + g + b;
+    const cv::v_float32x4 least = cv::v_min(b, cv::v_min(g, r));
+    const cv::v_float64x2 one = cv::v_setall_f64(1.0), three = cv::v_setall_f64(3.0);
+    const cv::v_float64x2 satLo = one - three * cv::v_cvt_f64(least) / cv::v_cvt_f64(sum);
+    const cv::v_float64x2 satHi = one - three * cv::v_cvt_f64_high(least) / cv::v_cvt_f64_high(sum);
+    const cv::v_float32x4 sat = cv::v_select(sum != zero, cv::v_cvt_f32(satLo, satHi), zero);
+    // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
+    const cv::v_int32x4 lowByte = cv::v_setall_s32(0xff);
+    s = cv::v_trunc(sat * k255) & lowByte;
+    i = cv::v_trunc(sum / cv::v_setall_f32(3.0f) * k255) & lowByte;
+    h = h & lowByte;
+}
+
+// Sixteen 32-bit lanes back to sixteen bytes (each lane holds 0..255).
+inline cv::v_uint8x16 PackBytes(const cv::v_int32x4 (&v)[4])
+{
+    return cv::v_pack(cv::v_pack(cv::v_reinterpret_as_u32(v[0]), cv::v_reinterpret_as_u32(v[1])),
+                      cv::v_pack(cv::v_reinterpret_as_u32(v[2]), cv::v_reinterpret_as_u32(v[3])));
+}
+#endif
+
+// Converts n pixels of three bytes each: sixteen at a time in vector lanes,
+// the rest one by one.
 void ConvertRun(const uchar* src, uchar* h, uchar* s, uchar* i, int n, const HueTable& hues)
 {
-    for (int x = 0; x < n; ++x, src += 3) {
-        const float b = kUnit.v[src[0]];
-        const float g = kUnit.v[src[1]];
-        const float r = kUnit.v[src[2]];
-        const float rg = r - g;
-        const float rb = r - b;
-        const float den = std::sqrt(rg * rg + (g - b) * rb);
-
-        uchar hue = 0;
-        if (den != 0.0f) { // also when den is NaN
-            const float arg = (rg + rb) * 0.5f / den;
-            // Outside [-1, 1] (or NaN) the arc cosine is NaN, which stores 0.
-            if (arg >= -1.0f && arg <= 1.0f)
-                hue = hues.Hue(arg, src[1] >= src[0]);
+    int x = 0;
+#if CV_SIMD128
+    for (; x + 16 <= n; x += 16) {
+        cv::v_uint8x16 b8, g8, r8;
+        cv::v_load_deinterleave(src + 3 * x, b8, g8, r8);
+        cv::v_uint16x8 b16[2], g16[2], r16[2];
+        cv::v_expand(b8, b16[0], b16[1]);
+        cv::v_expand(g8, g16[0], g16[1]);
+        cv::v_expand(r8, r16[0], r16[1]);
+        cv::v_int32x4 hv[4], sv[4], iv[4];
+        for (int half = 0; half < 2; ++half) {
+            cv::v_uint32x4 b32[2], g32[2], r32[2];
+            cv::v_expand(b16[half], b32[0], b32[1]);
+            cv::v_expand(g16[half], g32[0], g32[1]);
+            cv::v_expand(r16[half], r32[0], r32[1]);
+            for (int q = 0; q < 2; ++q)
+                ConvertLanes(b32[q], g32[q], r32[q], hv[2 * half + q], sv[2 * half + q],
+                             iv[2 * half + q], hues);
         }
-
-        const float sum = r + g + b;
-        float sat = 0.0f;
-        if (sum != 0.0f) {
-            const float least = std::min(b, std::min(g, r));
-            sat = static_cast<float>(1.0 - 3.0 * least / sum);
-        }
-
-        h[x] = hue;
-        s[x] = ToByte(sat * 255.0f);
-        i[x] = ToByte(sum / 3.0f * 255.0f);
+        cv::v_store(h + x, PackBytes(hv));
+        cv::v_store(s + x, PackBytes(sv));
+        cv::v_store(i + x, PackBytes(iv));
     }
+#endif
+    for (; x < n; ++x)
+        ConvertPixel(src + 3 * x, h[x], s[x], i[x], hues);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "autocount/alg/opencv24.h"
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -11,6 +12,50 @@ constexpr int kBlueWeight = 1868;
 constexpr int kGreenWeight = 9617;
 constexpr int kRedWeight = 4899;
 constexpr int kRound = 1 << (kShift - 1);
+
+// Weighted sums of one row of pixels of cn bytes each (3 or 4), 16 at a time
+// with integer vector arithmetic, which gives the same bits as the scalar sum
+// (tab0[b0] + tab1[b1] + tab2[b2]) >> kShift. Byte pairs are multiplied and
+// added into 32-bit lanes: (byte 0, byte 1) by (w0, w1), (byte 2, 1) by
+// (w2, kRound). Returns the number of pixels done.
+int WeightedRowVector(const uchar* s, uchar* d, int n, int cn, int w0, int w1, int w2)
+{
+    int x = 0;
+#if CV_SIMD128
+    const cv::v_int16x8 w01 =
+        cv::v_int16x8(static_cast<short>(w0), static_cast<short>(w1), static_cast<short>(w0),
+                      static_cast<short>(w1), static_cast<short>(w0), static_cast<short>(w1),
+                      static_cast<short>(w0), static_cast<short>(w1));
+    const cv::v_int16x8 w2r =
+        cv::v_int16x8(static_cast<short>(w2), kRound, static_cast<short>(w2), kRound,
+                      static_cast<short>(w2), kRound, static_cast<short>(w2), kRound);
+    const cv::v_int16x8 one = cv::v_setall_s16(1);
+    // Four 32-bit sums for the 16-bit lanes of a, b and c taken in pairs.
+    auto sums = [&](const cv::v_uint16x8& a, const cv::v_uint16x8& b, const cv::v_uint16x8& c) {
+        cv::v_int16x8 ab0, ab1, c10, c11;
+        cv::v_zip(cv::v_reinterpret_as_s16(a), cv::v_reinterpret_as_s16(b), ab0, ab1);
+        cv::v_zip(cv::v_reinterpret_as_s16(c), one, c10, c11);
+        const cv::v_int32x4 lo = (cv::v_dotprod(ab0, w01) + cv::v_dotprod(c10, w2r)) >> kShift;
+        const cv::v_int32x4 hi = (cv::v_dotprod(ab1, w01) + cv::v_dotprod(c11, w2r)) >> kShift;
+        return cv::v_pack(cv::v_reinterpret_as_u32(lo), cv::v_reinterpret_as_u32(hi));
+    };
+    for (; x + 16 <= n; x += 16) {
+        cv::v_uint8x16 b0, b1, b2, b3;
+        if (cn == 3)
+            cv::v_load_deinterleave(s + 3 * x, b0, b1, b2);
+        else
+            cv::v_load_deinterleave(s + 4 * x, b0, b1, b2, b3);
+        cv::v_uint16x8 l0, h0, l1, h1, l2, h2;
+        cv::v_expand(b0, l0, h0);
+        cv::v_expand(b1, l1, h1);
+        cv::v_expand(b2, l2, h2);
+        cv::v_store(d + x, cv::v_pack(sums(l0, l1, l2), sums(h0, h1, h2)));
+    }
+#else
+    (void)s, (void)d, (void)n, (void)cn, (void)w0, (void)w1, (void)w2;
+#endif
+    return x;
+}
 
 // Weighted sum of the first three bytes of every pixel; w0..w2 weigh byte 0..2.
 void WeightedGrey(const cv::Mat& src, cv::Mat& dst, int w0, int w1, int w2)
@@ -33,7 +78,9 @@ void WeightedGrey(const cv::Mat& src, cv::Mat& dst, int w0, int w1, int w2)
         for (int y = rows.start; y < rows.end; ++y) {
             const uchar* s = src.ptr<uchar>(y);
             uchar* d = out.ptr<uchar>(y);
-            for (int x = 0; x < src.cols; ++x, s += cn)
+            const int done = WeightedRowVector(s, d, src.cols, cn, w0, w1, w2);
+            s += done * cn;
+            for (int x = done; x < src.cols; ++x, s += cn)
                 d[x] = static_cast<uchar>((tab0[s[0]] + tab1[s[1]] + tab2[s[2]]) >> kShift);
         }
     });
