@@ -99,20 +99,17 @@ public:
             }
             // Keys [start, lo) fall into bucket j.
             for (int side = 0; side < 2; ++side)
-                Fill(halves_[side][j], start, lo, side == 0);
+                Fill(entries_[Index(j, side == 0)], start, lo, side == 0);
             start = lo;
         }
     }
 
-    uchar Hue(float arg, bool greenAtLeastBlue) const
+    // Entry of a bucket on one half circle (g >= b first, then g < b).
+    static int Index(int bucket, bool greenAtLeastBlue)
     {
-        const Entry& e = halves_[greenAtLeastBlue ? 0 : 1][Bucket(arg)];
-        if (e.exact)
-            return HueByte(arg, greenAtLeastBlue);
-        return arg >= e.step ? e.high : e.low;
+        return greenAtLeastBlue ? bucket : bucket + kBuckets + 1;
     }
 
-private:
     struct Entry
     {
         float step = std::numeric_limits<float>::infinity();
@@ -121,6 +118,26 @@ private:
         bool exact = false;
     };
 
+    const Entry& At(int index) const { return entries_[index]; }
+
+    // The byte of an argument in the entry's bucket, unless the entry is
+    // marked exact. Written without a branch on the argument, which follows
+    // the picture and cannot be predicted.
+    static int Step(const Entry& e, float arg)
+    {
+        const int up = -static_cast<int>(arg >= e.step);
+        return e.low ^ ((e.low ^ e.high) & up);
+    }
+
+    uchar Hue(float arg, bool greenAtLeastBlue) const
+    {
+        const Entry& e = entries_[Index(Bucket(arg), greenAtLeastBlue)];
+        if (e.exact)
+            return HueByte(arg, greenAtLeastBlue);
+        return static_cast<uchar>(Step(e, arg));
+    }
+
+private:
     // Describes the keys [begin, end) of one bucket.
     static void Fill(Entry& e, uint32_t begin, uint32_t end, bool greenAtLeastBlue)
     {
@@ -145,7 +162,7 @@ private:
         e.exact = e.high != high;
     }
 
-    Entry halves_[2][kBuckets + 1];
+    Entry entries_[2 * (kBuckets + 1)];
 };
 
 const HueTable& Hues()
@@ -206,16 +223,32 @@ inline void ConvertLanes(const cv::v_uint32x4& bb, const cv::v_uint32x4& gb,
     // den != 0 holds for NaN too; the range test fails for NaN.
     const cv::v_float32x4 withHue =
         (den != zero) & (arg >= cv::v_setall_f32(-1.0f)) & (arg <= cv::v_setall_f32(1.0f));
+    // Bucket and half circle as one entry index, in the lanes; lanes without
+    // a hue read bucket 0 and are cleared afterwards.
+    const cv::v_float32x4 inRange = cv::v_select(withHue, arg, zero);
+    const cv::v_int32x4 bucket = cv::v_trunc((inRange + cv::v_setall_f32(1.0f)) *
+                                             cv::v_setall_f32(HueTable::kBuckets * 0.5f));
+    const cv::v_int32x4 otherHalf = cv::v_reinterpret_as_s32(g < b);
+    const cv::v_int32x4 index = bucket + (otherHalf & cv::v_setall_s32(HueTable::Index(0, false)));
     float args[4];
-    int valid[4];
-    int greenAtLeastBlue[4];
+    int indices[4];
     cv::v_store(args, arg);
-    cv::v_store(valid, cv::v_reinterpret_as_s32(withHue));
-    cv::v_store(greenAtLeastBlue, cv::v_reinterpret_as_s32(g >= b));
+    cv::v_store(indices, index);
     int hue[4];
-    for (int k = 0; k < 4; ++k)
-        hue[k] = valid[k] ? hues.Hue(args[k], greenAtLeastBlue[k] != 0) : 0;
-    h = cv::v_load(hue);
+    bool exact = false;
+    for (int k = 0; k < 4; ++k) {
+        const HueTable::Entry& e = hues.At(indices[k]);
+        hue[k] = HueTable::Step(e, args[k]);
+        exact |= e.exact;
+    }
+    if (exact) { // rare: a bucket with two steps
+        int valid[4];
+        cv::v_store(valid, cv::v_reinterpret_as_s32(withHue));
+        for (int k = 0; k < 4; ++k)
+            if (valid[k] && hues.At(indices[k]).exact)
+                hue[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
+    }
+    h = cv::v_load(hue) & cv::v_reinterpret_as_s32(withHue);
 
     const cv::v_float32x4 sum = r + g + b;
     const cv::v_float32x4 least = cv::v_min(b, cv::v_min(g, r));

@@ -4,6 +4,10 @@
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace {
 
 // 14-bit fixed-point grey weights: blue 0.114, green 0.587, red 0.299.
@@ -12,6 +16,68 @@ constexpr int kBlueWeight = 1868;
 constexpr int kGreenWeight = 9617;
 constexpr int kRedWeight = 4899;
 constexpr int kRound = 1 << (kShift - 1);
+
+#if defined(__GNUC__) && defined(__x86_64__)
+#define AUTOCOUNT_GREY_AVX2 1
+
+// Eight weighted sums of the pixels at p (c bytes each): pixels 0..3 in the
+// low 128-bit half, 4..7 in the high one.
+__attribute__((target("avx2"))) inline __m256i EightSums(const uchar* p, int c, __m256i shuffle01,
+                                                         __m256i shuffle2, __m256i weights01,
+                                                         __m256i weight2, __m256i round)
+{
+    const __m256i bytes = _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 4 * c)), 1);
+    const __m256i sum01 = _mm256_madd_epi16(_mm256_shuffle_epi8(bytes, shuffle01), weights01);
+    const __m256i sum2 = _mm256_madd_epi16(_mm256_shuffle_epi8(bytes, shuffle2), weight2);
+    return _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(sum01, sum2), round), kShift);
+}
+
+// The same weighted sums with 256-bit integer vectors, for processors that
+// have them (checked at run time; the build itself stays generic). Each
+// 128-bit half takes four pixels: a byte shuffle spreads their bytes into
+// 16-bit pairs (byte 0, byte 1) and (byte 2, 0), which multiply-add with
+// (w0, w1) and (w2, 0) into one 32-bit sum per pixel. Returns the number of
+// pixels done; the last pixels are left to the caller, so that no load reads
+// past the row.
+__attribute__((target("avx2"))) int WeightedRowAvx2(const uchar* s, uchar* d, int n, int cn, int w0,
+                                                    int w1, int w2)
+{
+    const int c = cn;
+    const __m128i pairs01 =
+        _mm_setr_epi8(0, -1, 1, -1, static_cast<char>(c), -1, static_cast<char>(c + 1), -1,
+                      static_cast<char>(2 * c), -1, static_cast<char>(2 * c + 1), -1,
+                      static_cast<char>(3 * c), -1, static_cast<char>(3 * c + 1), -1);
+    const __m128i pairs2 = _mm_setr_epi8(2, -1, -1, -1, static_cast<char>(c + 2), -1, -1, -1,
+                                         static_cast<char>(2 * c + 2), -1, -1, -1,
+                                         static_cast<char>(3 * c + 2), -1, -1, -1);
+    const __m256i shuffle01 = _mm256_broadcastsi128_si256(pairs01);
+    const __m256i shuffle2 = _mm256_broadcastsi128_si256(pairs2);
+    const __m256i weights01 = _mm256_set1_epi32((w1 << 16) | (w0 & 0xffff));
+    const __m256i weight2 = _mm256_set1_epi32(w2);
+    const __m256i round = _mm256_set1_epi32(kRound);
+    int x = 0;
+    // The high half of the last eight pixels reads 16 bytes from pixel x + 12.
+    for (; x + 16 + 6 <= n; x += 16) {
+        const __m256i a = EightSums(s + c * x, c, shuffle01, shuffle2, weights01, weight2, round);
+        const __m256i b =
+            EightSums(s + c * (x + 8), c, shuffle01, shuffle2, weights01, weight2, round);
+        // 16-bit lanes in the order 0..3, 8..11, 4..7, 12..15; put back in order.
+        const __m256i words = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xd8);
+        const __m128i bytes =
+            _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), bytes);
+    }
+    return x;
+}
+
+bool HasAvx2()
+{
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
 
 // Weighted sums of one row of pixels of cn bytes each (3 or 4), 16 at a time
 // with integer vector arithmetic, which gives the same bits as the scalar sum
@@ -78,7 +144,12 @@ void WeightedGrey(const cv::Mat& src, cv::Mat& dst, int w0, int w1, int w2)
         for (int y = rows.start; y < rows.end; ++y) {
             const uchar* s = src.ptr<uchar>(y);
             uchar* d = out.ptr<uchar>(y);
-            const int done = WeightedRowVector(s, d, src.cols, cn, w0, w1, w2);
+            int done = 0;
+#ifdef AUTOCOUNT_GREY_AVX2
+            if (HasAvx2())
+                done = WeightedRowAvx2(s, d, src.cols, cn, w0, w1, w2);
+#endif
+            done += WeightedRowVector(s + done * cn, d + done, src.cols - done, cn, w0, w1, w2);
             s += done * cn;
             for (int x = done; x < src.cols; ++x, s += cn)
                 d[x] = static_cast<uchar>((tab0[s[0]] + tab1[s[1]] + tab2[s[2]]) >> kShift);
