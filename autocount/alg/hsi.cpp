@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -21,6 +22,10 @@
 // step; since the hue byte is a monotonic step function of the cosine
 // argument on each side of g = b, it is read from tables of the exact
 // argument values where the byte changes, built once from the same acos.
+
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 namespace {
 
@@ -119,6 +124,9 @@ public:
     };
 
     const Entry& At(int index) const { return entries_[index]; }
+    static_assert(sizeof(Entry) == 8 && offsetof(Entry, low) == 4 && offsetof(Entry, high) == 5 &&
+                      offsetof(Entry, exact) == 6,
+                  "the vector lookup reads entries as a float and three bytes");
 
     // The byte of an argument in the entry's bucket, unless the entry is
     // marked exact. Written without a branch on the argument, which follows
@@ -271,11 +279,154 @@ inline cv::v_uint8x16 PackBytes(const cv::v_int32x4 (&v)[4])
 }
 #endif
 
+#if defined(__GNUC__) && defined(__x86_64__)
+#define AUTOCOUNT_HSI_AVX2 1
+
+bool HasAvx2()
+{
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// Four doubles to floats and back as one vector of eight floats.
+__attribute__((target("avx2"))) inline __m256 Floats(__m256d lo, __m256d hi)
+{
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(lo)), _mm256_cvtpd_ps(hi),
+                                1);
+}
+
+// byte / 255.0 rounded to float, for eight bytes in 32-bit lanes. The double
+// product with 1 / 255.0 rounds to the same float as the double quotient for
+// every byte, and multiplies where the quotient would divide.
+__attribute__((target("avx2"))) inline __m256 Unit(__m256i bytes)
+{
+    const __m256d inverse = _mm256_set1_pd(1.0 / 255.0);
+    const __m256d lo = _mm256_cvtepi32_pd(_mm256_castsi256_si128(bytes));
+    const __m256d hi = _mm256_cvtepi32_pd(_mm256_extracti128_si256(bytes, 1));
+    return Floats(_mm256_mul_pd(lo, inverse), _mm256_mul_pd(hi, inverse));
+}
+
+// The rule on eight pixels whose bytes lie in the 32-bit lanes of b8, g8
+// and r8; the three planes' bytes come back in 32-bit lanes.
+__attribute__((target("avx2"))) inline void ConvertEight(__m256i b8, __m256i g8, __m256i r8,
+                                                         __m256i& hOut, __m256i& sOut,
+                                                         __m256i& iOut, const HueTable& hues)
+{
+    const __m256 zero = _mm256_setzero_ps();
+    const __m256 b = Unit(b8), g = Unit(g8), r = Unit(r8);
+    const __m256 rg = _mm256_sub_ps(r, g);
+    const __m256 rb = _mm256_sub_ps(r, b);
+    const __m256 den = _mm256_sqrt_ps(
+        _mm256_add_ps(_mm256_mul_ps(rg, rg), _mm256_mul_ps(_mm256_sub_ps(g, b), rb)));
+    const __m256 arg =
+        _mm256_div_ps(_mm256_mul_ps(_mm256_add_ps(rg, rb), _mm256_set1_ps(0.5f)), den);
+    // den != 0 holds for NaN too; the range test fails for NaN.
+    const __m256 withHue =
+        _mm256_and_ps(_mm256_cmp_ps(den, zero, _CMP_NEQ_UQ),
+                      _mm256_and_ps(_mm256_cmp_ps(arg, _mm256_set1_ps(-1.0f), _CMP_GE_OQ),
+                                    _mm256_cmp_ps(arg, _mm256_set1_ps(1.0f), _CMP_LE_OQ)));
+    const __m256 inRange = _mm256_and_ps(withHue, arg);
+    const __m256i bucket = _mm256_cvttps_epi32(_mm256_mul_ps(
+        _mm256_add_ps(inRange, _mm256_set1_ps(1.0f)), _mm256_set1_ps(HueTable::kBuckets * 0.5f)));
+    const __m256i otherHalf = _mm256_castps_si256(_mm256_cmp_ps(g, b, _CMP_LT_OQ));
+    const __m256i index = _mm256_add_epi32(
+        bucket, _mm256_and_si256(otherHalf, _mm256_set1_epi32(HueTable::Index(0, false))));
+    // Each entry is eight bytes: the step as a float, then low, high and the
+    // exact flag. Both halves are gathered for all eight lanes at once.
+    const auto* entries = reinterpret_cast<const char*>(&hues.At(0));
+    const __m256 step = _mm256_i32gather_ps(reinterpret_cast<const float*>(entries), index, 8);
+    const __m256i meta =
+        _mm256_i32gather_epi32(reinterpret_cast<const int*>(entries + 4), index, 8);
+    const __m256i lowByte = _mm256_set1_epi32(0xff);
+    const __m256i low = _mm256_and_si256(meta, lowByte);
+    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
+    const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
+    __m256i hue = _mm256_blendv_epi8(low, high, _mm256_castps_si256(up));
+    const __m256i exactLanes =
+        _mm256_and_si256(_mm256_castps_si256(withHue),
+                         _mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(meta, 16), lowByte),
+                                            _mm256_setzero_si256()));
+    if (!_mm256_testz_si256(exactLanes, exactLanes)) { // rare: a bucket with two steps
+        alignas(32) float args[8];
+        alignas(32) int lanes[8];
+        alignas(32) int indices[8];
+        alignas(32) int bytes[8];
+        _mm256_store_ps(args, arg);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), exactLanes);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(indices), index);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), hue);
+        for (int k = 0; k < 8; ++k)
+            if (lanes[k])
+                bytes[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
+        hue = _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+    }
+    hOut = _mm256_and_si256(hue, _mm256_castps_si256(withHue));
+
+    const __m256 sum = _mm256_add_ps(_mm256_add_ps(r, g), b);
+    const __m256 least = _mm256_min_ps(b, _mm256_min_ps(g, r));
+    const __m256d one = _mm256_set1_pd(1.0), three = _mm256_set1_pd(3.0);
+    const __m256d satLo = _mm256_sub_pd(
+        one, _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_castps256_ps128(least))),
+                           _mm256_cvtps_pd(_mm256_castps256_ps128(sum))));
+    const __m256d satHi = _mm256_sub_pd(
+        one, _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_extractf128_ps(least, 1))),
+                           _mm256_cvtps_pd(_mm256_extractf128_ps(sum, 1))));
+    const __m256 sat = _mm256_and_ps(_mm256_cmp_ps(sum, zero, _CMP_NEQ_UQ), Floats(satLo, satHi));
+    const __m256 k255 = _mm256_set1_ps(255.0f);
+    // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
+    sOut = _mm256_and_si256(_mm256_cvttps_epi32(_mm256_mul_ps(sat, k255)), lowByte);
+    iOut = _mm256_and_si256(
+        _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_div_ps(sum, _mm256_set1_ps(3.0f)), k255)),
+        lowByte);
+}
+
+// Two vectors of eight 32-bit lanes (0..255 each) as sixteen bytes in order.
+__attribute__((target("avx2"))) inline __m128i PackSixteen(__m256i a, __m256i b)
+{
+    const __m256i words = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xd8);
+    return _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+}
+
+// Sixteen pixels at a time with 256-bit vectors; returns the number done.
+// Loads reach two bytes past the sixteenth pixel, so the last pixels of the
+// run are left to the caller.
+__attribute__((target("avx2"))) int ConvertRunAvx2(const uchar* src, uchar* h, uchar* s, uchar* i,
+                                                   int n, const HueTable& hues)
+{
+    // Within each 128-bit half, four pixels' bytes to 32-bit lanes.
+    const __m256i pickB =
+        _mm256_setr_epi8(0, -1, -1, -1, 3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1, 0, -1, -1, -1,
+                         3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1);
+    const __m256i pickG = _mm256_add_epi32(pickB, _mm256_set1_epi32(1));
+    const __m256i pickR = _mm256_add_epi32(pickB, _mm256_set1_epi32(2));
+    int x = 0;
+    for (; x + 18 <= n; x += 16) {
+        __m256i hv[2], sv[2], iv[2];
+        for (int half = 0; half < 2; ++half) {
+            const uchar* p = src + 3 * (x + 8 * half);
+            const __m256i bytes = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12)), 1);
+            ConvertEight(_mm256_shuffle_epi8(bytes, pickB), _mm256_shuffle_epi8(bytes, pickG),
+                         _mm256_shuffle_epi8(bytes, pickR), hv[half], sv[half], iv[half], hues);
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(h + x), PackSixteen(hv[0], hv[1]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(s + x), PackSixteen(sv[0], sv[1]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(i + x), PackSixteen(iv[0], iv[1]));
+    }
+    return x;
+}
+#endif
+
 // Converts n pixels of three bytes each: sixteen at a time in vector lanes,
 // the rest one by one.
 void ConvertRun(const uchar* src, uchar* h, uchar* s, uchar* i, int n, const HueTable& hues)
 {
     int x = 0;
+#ifdef AUTOCOUNT_HSI_AVX2
+    if (HasAvx2())
+        x = ConvertRunAvx2(src, h, s, i, n, hues);
+#endif
 #if CV_SIMD128
     for (; x + 16 <= n; x += 16) {
         cv::v_uint8x16 b8, g8, r8;
