@@ -298,6 +298,10 @@ private:
     cv::Mat sourceImage_;
     cv::Mat regionMask_;
     cv::Mat binaryImage_;
+    // Working buffers of the segmentation, kept between calls so that the
+    // binary image follows the threshold slider without fresh memory each time.
+    cv::Mat segmentGrey_;
+    cv::Mat spareBinary_;
     QGraphicsScene* scene_ = nullptr;
     QGraphicsRectItem* rectItem_ = nullptr;
     QGraphicsPolygonItem* polygonItem_ = nullptr;

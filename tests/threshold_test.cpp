@@ -292,6 +292,8 @@ TEST(Binarisation, BandMatchesThePlainRuleForAnyBoundsAndWidth)
         const cv::Mat src = colour(part), m = mask(part);
         cv::Mat planes[3];
         cv::split(src, planes);
+        cv::Mat hsi[3]; // checked pixel by pixel against the rule elsewhere
+        ASSERT_EQ(AlgRGB2HSI(src, hsi[0], hsi[1], hsi[2]), 0);
         const cv::Mat zero = Grey(23, width);
         for (int low : bounds)
             for (int high : bounds) {
@@ -301,6 +303,16 @@ TEST(Binarisation, BandMatchesThePlainRuleForAnyBoundsAndWidth)
                     ASSERT_EQ(
                         AlgManual2Bw(src, m, low, high, ALG_SPACE_PLANES, ALG_PLANE_0 + k, bw), 0);
                     EXPECT_TRUE(SameImage(bw, Through(m, PlainBand(planes[k], low, high), zero)));
+                }
+                for (int k = 0; k < 3; ++k) {
+                    cv::Mat bw;
+                    ASSERT_EQ(AlgManual2Bw(src, m, low, high, ALG_SPACE_HSI, ALG_PLANE_HUE + k, bw),
+                              0);
+                    EXPECT_TRUE(SameImage(bw, Through(m, PlainBand(hsi[k], low, high), zero)));
+                    ASSERT_EQ(AlgManual2Bw(src, cv::Mat(), low, high, ALG_SPACE_HSI,
+                                           ALG_PLANE_HUE + k, bw),
+                              0);
+                    EXPECT_TRUE(SameImage(bw, PlainBand(hsi[k], low, high)));
                 }
                 cv::Mat bw;
                 ASSERT_EQ(AlgManual2Bw(planes[1], cv::Mat(), low, high, 0, 0, bw), 0);

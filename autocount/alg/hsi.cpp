@@ -1,4 +1,5 @@
 #include "autocount/alg/alg.h"
+#include "autocount/alg/hsiplanes.h"
 
 #include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 // Hue, saturation and intensity of a blue-green-red pixel, all in single
 // precision except where noted:
@@ -179,34 +181,48 @@ const HueTable& Hues()
     return table;
 }
 
-// Converts one pixel of three bytes.
-inline void ConvertPixel(const uchar* src, uchar& h, uchar& s, uchar& i, const HueTable& hues)
+// Planes to compute, as template arguments: a caller that thresholds one
+// plane skips the work of the others (the hue is by far the costliest).
+constexpr int kWantHue = 1;
+constexpr int kWantSaturation = 2;
+constexpr int kWantIntensity = 4;
+constexpr int kWantAll = kWantHue | kWantSaturation | kWantIntensity;
+
+// Converts pixel x of a run of three-byte pixels starting at src.
+template <int Want>
+inline void ConvertPixel(const uchar* src, uchar* h, uchar* s, uchar* i, int x,
+                         const HueTable& hues)
 {
+    src += 3 * x;
     const float b = kUnit.v[src[0]];
     const float g = kUnit.v[src[1]];
     const float r = kUnit.v[src[2]];
-    const float rg = r - g;
-    const float rb = r - b;
-    const float den = std::sqrt(rg * rg + (g - b) * rb);
 
-    uchar hue = 0;
-    if (den != 0.0f) { // also when den is NaN
-        const float arg = (rg + rb) * 0.5f / den;
-        // Outside [-1, 1] (or NaN) the arc cosine is NaN, which stores 0.
-        if (arg >= -1.0f && arg <= 1.0f)
-            hue = hues.Hue(arg, src[1] >= src[0]);
+    if constexpr ((Want & kWantHue) != 0) {
+        const float rg = r - g;
+        const float rb = r - b;
+        const float den = std::sqrt(rg * rg + (g - b) * rb);
+        uchar hue = 0;
+        if (den != 0.0f) { // also when den is NaN
+            const float arg = (rg + rb) * 0.5f / den;
+            // Outside [-1, 1] (or NaN) the arc cosine is NaN, which stores 0.
+            if (arg >= -1.0f && arg <= 1.0f)
+                hue = hues.Hue(arg, src[1] >= src[0]);
+        }
+        h[x] = hue;
     }
 
     const float sum = r + g + b;
-    float sat = 0.0f;
-    if (sum != 0.0f) {
-        const float least = std::min(b, std::min(g, r));
-        sat = static_cast<float>(1.0 - 3.0 * least / sum);
+    if constexpr ((Want & kWantSaturation) != 0) {
+        float sat = 0.0f;
+        if (sum != 0.0f) {
+            const float least = std::min(b, std::min(g, r));
+            sat = static_cast<float>(1.0 - 3.0 * least / sum);
+        }
+        s[x] = ToByte(sat * 255.0f);
     }
-
-    h = hue;
-    s = ToByte(sat * 255.0f);
-    i = ToByte(sum / 3.0f * 255.0f);
+    if constexpr ((Want & kWantIntensity) != 0)
+        i[x] = ToByte(sum / 3.0f * 255.0f);
 }
 
 #if CV_SIMD128
@@ -215,6 +231,7 @@ inline void ConvertPixel(const uchar* src, uchar& h, uchar& s, uchar& i, const H
 // same bits in either form); only the hue byte is looked up lane by lane.
 // byte / 255.0 kept as float equals the float quotient byte / 255.0f for all
 // 256 bytes, so the quotients are formed in single precision here.
+template <int Want>
 inline void ConvertLanes(const cv::v_uint32x4& bb, const cv::v_uint32x4& gb,
                          const cv::v_uint32x4& rb8, cv::v_int32x4& h, cv::v_int32x4& s,
                          cv::v_int32x4& i, const HueTable& hues)
@@ -224,51 +241,57 @@ inline void ConvertLanes(const cv::v_uint32x4& bb, const cv::v_uint32x4& gb,
     const cv::v_float32x4 b = cv::v_cvt_f32(cv::v_reinterpret_as_s32(bb)) / k255;
     const cv::v_float32x4 g = cv::v_cvt_f32(cv::v_reinterpret_as_s32(gb)) / k255;
     const cv::v_float32x4 r = cv::v_cvt_f32(cv::v_reinterpret_as_s32(rb8)) / k255;
-    const cv::v_float32x4 rg = r - g;
-    const cv::v_float32x4 rb = r - b;
-    const cv::v_float32x4 den = cv::v_sqrt(rg * rg + (g - b) * rb);
-    const cv::v_float32x4 arg = (rg + rb) * cv::v_setall_f32(0.5f) / den;
-    // den != 0 holds for NaN too; the range test fails for NaN.
-    const cv::v_float32x4 withHue =
-        (den != zero) & (arg >= cv::v_setall_f32(-1.0f)) & (arg <= cv::v_setall_f32(1.0f));
-    // Bucket and half circle as one entry index, in the lanes; lanes without
-    // a hue read bucket 0 and are cleared afterwards.
-    const cv::v_float32x4 inRange = cv::v_select(withHue, arg, zero);
-    const cv::v_int32x4 bucket = cv::v_trunc((inRange + cv::v_setall_f32(1.0f)) *
-                                             cv::v_setall_f32(HueTable::kBuckets * 0.5f));
-    const cv::v_int32x4 otherHalf = cv::v_reinterpret_as_s32(g < b);
-    const cv::v_int32x4 index = bucket + (otherHalf & cv::v_setall_s32(HueTable::Index(0, false)));
-    float args[4];
-    int indices[4];
-    cv::v_store(args, arg);
-    cv::v_store(indices, index);
-    int hue[4];
-    bool exact = false;
-    for (int k = 0; k < 4; ++k) {
-        const HueTable::Entry& e = hues.At(indices[k]);
-        hue[k] = HueTable::Step(e, args[k]);
-        exact |= e.exact;
+    const cv::v_int32x4 lowByte = cv::v_setall_s32(0xff);
+    if constexpr ((Want & kWantHue) != 0) {
+        const cv::v_float32x4 rg = r - g;
+        const cv::v_float32x4 rb = r - b;
+        const cv::v_float32x4 den = cv::v_sqrt(rg * rg + (g - b) * rb);
+        const cv::v_float32x4 arg = (rg + rb) * cv::v_setall_f32(0.5f) / den;
+        // den != 0 holds for NaN too; the range test fails for NaN.
+        const cv::v_float32x4 withHue =
+            (den != zero) & (arg >= cv::v_setall_f32(-1.0f)) & (arg <= cv::v_setall_f32(1.0f));
+        // Bucket and half circle as one entry index, in the lanes; lanes without
+        // a hue read bucket 0 and are cleared afterwards.
+        const cv::v_float32x4 inRange = cv::v_select(withHue, arg, zero);
+        const cv::v_int32x4 bucket = cv::v_trunc((inRange + cv::v_setall_f32(1.0f)) *
+                                                 cv::v_setall_f32(HueTable::kBuckets * 0.5f));
+        const cv::v_int32x4 otherHalf = cv::v_reinterpret_as_s32(g < b);
+        const cv::v_int32x4 index =
+            bucket + (otherHalf & cv::v_setall_s32(HueTable::Index(0, false)));
+        float args[4];
+        int indices[4];
+        cv::v_store(args, arg);
+        cv::v_store(indices, index);
+        int hue[4];
+        bool exact = false;
+        for (int k = 0; k < 4; ++k) {
+            const HueTable::Entry& e = hues.At(indices[k]);
+            hue[k] = HueTable::Step(e, args[k]);
+            exact |= e.exact;
+        }
+        if (exact) { // rare: a bucket with two steps
+            int valid[4];
+            cv::v_store(valid, cv::v_reinterpret_as_s32(withHue));
+            for (int k = 0; k < 4; ++k)
+                if (valid[k] && hues.At(indices[k]).exact)
+                    hue[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
+        }
+        h = cv::v_load(hue) & cv::v_reinterpret_as_s32(withHue) & lowByte;
     }
-    if (exact) { // rare: a bucket with two steps
-        int valid[4];
-        cv::v_store(valid, cv::v_reinterpret_as_s32(withHue));
-        for (int k = 0; k < 4; ++k)
-            if (valid[k] && hues.At(indices[k]).exact)
-                hue[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
-    }
-    h = cv::v_load(hue) & cv::v_reinterpret_as_s32(withHue);
 
     const cv::v_float32x4 sum = r + g + b;
-    const cv::v_float32x4 least = cv::v_min(b, cv::v_min(g, r));
-    const cv::v_float64x2 one = cv::v_setall_f64(1.0), three = cv::v_setall_f64(3.0);
-    const cv::v_float64x2 satLo = one - three * cv::v_cvt_f64(least) / cv::v_cvt_f64(sum);
-    const cv::v_float64x2 satHi = one - three * cv::v_cvt_f64_high(least) / cv::v_cvt_f64_high(sum);
-    const cv::v_float32x4 sat = cv::v_select(sum != zero, cv::v_cvt_f32(satLo, satHi), zero);
-    // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
-    const cv::v_int32x4 lowByte = cv::v_setall_s32(0xff);
-    s = cv::v_trunc(sat * k255) & lowByte;
-    i = cv::v_trunc(sum / cv::v_setall_f32(3.0f) * k255) & lowByte;
-    h = h & lowByte;
+    if constexpr ((Want & kWantSaturation) != 0) {
+        const cv::v_float32x4 least = cv::v_min(b, cv::v_min(g, r));
+        const cv::v_float64x2 one = cv::v_setall_f64(1.0), three = cv::v_setall_f64(3.0);
+        const cv::v_float64x2 satLo = one - three * cv::v_cvt_f64(least) / cv::v_cvt_f64(sum);
+        const cv::v_float64x2 satHi =
+            one - three * cv::v_cvt_f64_high(least) / cv::v_cvt_f64_high(sum);
+        const cv::v_float32x4 sat = cv::v_select(sum != zero, cv::v_cvt_f32(satLo, satHi), zero);
+        // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
+        s = cv::v_trunc(sat * k255) & lowByte;
+    }
+    if constexpr ((Want & kWantIntensity) != 0)
+        i = cv::v_trunc(sum / cv::v_setall_f32(3.0f) * k255) & lowByte;
 }
 
 // Sixteen 32-bit lanes back to sixteen bytes (each lane holds 0..255).
@@ -308,76 +331,85 @@ __attribute__((target("avx2"))) inline __m256 Unit(__m256i bytes)
 
 // The rule on eight pixels whose bytes lie in the 32-bit lanes of b8, g8
 // and r8; the three planes' bytes come back in 32-bit lanes.
+template <int Want>
 __attribute__((target("avx2"))) inline void ConvertEight(__m256i b8, __m256i g8, __m256i r8,
                                                          __m256i& hOut, __m256i& sOut,
                                                          __m256i& iOut, const HueTable& hues)
 {
     const __m256 zero = _mm256_setzero_ps();
     const __m256 b = Unit(b8), g = Unit(g8), r = Unit(r8);
-    const __m256 rg = _mm256_sub_ps(r, g);
-    const __m256 rb = _mm256_sub_ps(r, b);
-    const __m256 den = _mm256_sqrt_ps(
-        _mm256_add_ps(_mm256_mul_ps(rg, rg), _mm256_mul_ps(_mm256_sub_ps(g, b), rb)));
-    const __m256 arg =
-        _mm256_div_ps(_mm256_mul_ps(_mm256_add_ps(rg, rb), _mm256_set1_ps(0.5f)), den);
-    // den != 0 holds for NaN too; the range test fails for NaN.
-    const __m256 withHue =
-        _mm256_and_ps(_mm256_cmp_ps(den, zero, _CMP_NEQ_UQ),
-                      _mm256_and_ps(_mm256_cmp_ps(arg, _mm256_set1_ps(-1.0f), _CMP_GE_OQ),
-                                    _mm256_cmp_ps(arg, _mm256_set1_ps(1.0f), _CMP_LE_OQ)));
-    const __m256 inRange = _mm256_and_ps(withHue, arg);
-    const __m256i bucket = _mm256_cvttps_epi32(_mm256_mul_ps(
-        _mm256_add_ps(inRange, _mm256_set1_ps(1.0f)), _mm256_set1_ps(HueTable::kBuckets * 0.5f)));
-    const __m256i otherHalf = _mm256_castps_si256(_mm256_cmp_ps(g, b, _CMP_LT_OQ));
-    const __m256i index = _mm256_add_epi32(
-        bucket, _mm256_and_si256(otherHalf, _mm256_set1_epi32(HueTable::Index(0, false))));
-    // Each entry is eight bytes: the step as a float, then low, high and the
-    // exact flag. Both halves are gathered for all eight lanes at once.
-    const auto* entries = reinterpret_cast<const char*>(&hues.At(0));
-    const __m256 step = _mm256_i32gather_ps(reinterpret_cast<const float*>(entries), index, 8);
-    const __m256i meta =
-        _mm256_i32gather_epi32(reinterpret_cast<const int*>(entries + 4), index, 8);
     const __m256i lowByte = _mm256_set1_epi32(0xff);
-    const __m256i low = _mm256_and_si256(meta, lowByte);
-    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
-    const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
-    __m256i hue = _mm256_blendv_epi8(low, high, _mm256_castps_si256(up));
-    const __m256i exactLanes =
-        _mm256_and_si256(_mm256_castps_si256(withHue),
-                         _mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(meta, 16), lowByte),
-                                            _mm256_setzero_si256()));
-    if (!_mm256_testz_si256(exactLanes, exactLanes)) { // rare: a bucket with two steps
-        alignas(32) float args[8];
-        alignas(32) int lanes[8];
-        alignas(32) int indices[8];
-        alignas(32) int bytes[8];
-        _mm256_store_ps(args, arg);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), exactLanes);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(indices), index);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), hue);
-        for (int k = 0; k < 8; ++k)
-            if (lanes[k])
-                bytes[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
-        hue = _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+    if constexpr ((Want & kWantHue) != 0) {
+        const __m256 rg = _mm256_sub_ps(r, g);
+        const __m256 rb = _mm256_sub_ps(r, b);
+        const __m256 den = _mm256_sqrt_ps(
+            _mm256_add_ps(_mm256_mul_ps(rg, rg), _mm256_mul_ps(_mm256_sub_ps(g, b), rb)));
+        const __m256 arg =
+            _mm256_div_ps(_mm256_mul_ps(_mm256_add_ps(rg, rb), _mm256_set1_ps(0.5f)), den);
+        // den != 0 holds for NaN too; the range test fails for NaN.
+        const __m256 withHue =
+            _mm256_and_ps(_mm256_cmp_ps(den, zero, _CMP_NEQ_UQ),
+                          _mm256_and_ps(_mm256_cmp_ps(arg, _mm256_set1_ps(-1.0f), _CMP_GE_OQ),
+                                        _mm256_cmp_ps(arg, _mm256_set1_ps(1.0f), _CMP_LE_OQ)));
+        const __m256 inRange = _mm256_and_ps(withHue, arg);
+        const __m256i bucket =
+            _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_add_ps(inRange, _mm256_set1_ps(1.0f)),
+                                              _mm256_set1_ps(HueTable::kBuckets * 0.5f)));
+        const __m256i otherHalf = _mm256_castps_si256(_mm256_cmp_ps(g, b, _CMP_LT_OQ));
+        const __m256i index = _mm256_add_epi32(
+            bucket, _mm256_and_si256(otherHalf, _mm256_set1_epi32(HueTable::Index(0, false))));
+        // Each entry is eight bytes: the step as a float, then low, high and the
+        // exact flag. Both halves are gathered for all eight lanes at once.
+        const auto* entries = reinterpret_cast<const char*>(&hues.At(0));
+        const __m256 step = _mm256_i32gather_ps(reinterpret_cast<const float*>(entries), index, 8);
+        const __m256i meta =
+            _mm256_i32gather_epi32(reinterpret_cast<const int*>(entries + 4), index, 8);
+        const __m256i low = _mm256_and_si256(meta, lowByte);
+        const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
+        const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
+        __m256i hue = _mm256_blendv_epi8(low, high, _mm256_castps_si256(up));
+        const __m256i exactLanes = _mm256_and_si256(
+            _mm256_castps_si256(withHue),
+            _mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(meta, 16), lowByte),
+                               _mm256_setzero_si256()));
+        if (!_mm256_testz_si256(exactLanes, exactLanes)) { // rare: a bucket with two steps
+            alignas(32) float args[8];
+            alignas(32) int lanes[8];
+            alignas(32) int indices[8];
+            alignas(32) int bytes[8];
+            _mm256_store_ps(args, arg);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), exactLanes);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(indices), index);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), hue);
+            for (int k = 0; k < 8; ++k)
+                if (lanes[k])
+                    bytes[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
+            hue = _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+        }
+        hOut = _mm256_and_si256(hue, _mm256_castps_si256(withHue));
     }
-    hOut = _mm256_and_si256(hue, _mm256_castps_si256(withHue));
 
     const __m256 sum = _mm256_add_ps(_mm256_add_ps(r, g), b);
-    const __m256 least = _mm256_min_ps(b, _mm256_min_ps(g, r));
-    const __m256d one = _mm256_set1_pd(1.0), three = _mm256_set1_pd(3.0);
-    const __m256d satLo = _mm256_sub_pd(
-        one, _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_castps256_ps128(least))),
-                           _mm256_cvtps_pd(_mm256_castps256_ps128(sum))));
-    const __m256d satHi = _mm256_sub_pd(
-        one, _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_extractf128_ps(least, 1))),
-                           _mm256_cvtps_pd(_mm256_extractf128_ps(sum, 1))));
-    const __m256 sat = _mm256_and_ps(_mm256_cmp_ps(sum, zero, _CMP_NEQ_UQ), Floats(satLo, satHi));
     const __m256 k255 = _mm256_set1_ps(255.0f);
-    // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
-    sOut = _mm256_and_si256(_mm256_cvttps_epi32(_mm256_mul_ps(sat, k255)), lowByte);
-    iOut = _mm256_and_si256(
-        _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_div_ps(sum, _mm256_set1_ps(3.0f)), k255)),
-        lowByte);
+    if constexpr ((Want & kWantSaturation) != 0) {
+        const __m256 least = _mm256_min_ps(b, _mm256_min_ps(g, r));
+        const __m256d one = _mm256_set1_pd(1.0), three = _mm256_set1_pd(3.0);
+        const __m256d satLo = _mm256_sub_pd(
+            one, _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_castps256_ps128(least))),
+                               _mm256_cvtps_pd(_mm256_castps256_ps128(sum))));
+        const __m256d satHi = _mm256_sub_pd(
+            one,
+            _mm256_div_pd(_mm256_mul_pd(three, _mm256_cvtps_pd(_mm256_extractf128_ps(least, 1))),
+                          _mm256_cvtps_pd(_mm256_extractf128_ps(sum, 1))));
+        const __m256 sat =
+            _mm256_and_ps(_mm256_cmp_ps(sum, zero, _CMP_NEQ_UQ), Floats(satLo, satHi));
+        // Truncation of NaN gives 0x80000000, whose low byte is 0 as ToByte's.
+        sOut = _mm256_and_si256(_mm256_cvttps_epi32(_mm256_mul_ps(sat, k255)), lowByte);
+    }
+    if constexpr ((Want & kWantIntensity) != 0)
+        iOut = _mm256_and_si256(
+            _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_div_ps(sum, _mm256_set1_ps(3.0f)), k255)),
+            lowByte);
 }
 
 // Two vectors of eight 32-bit lanes (0..255 each) as sixteen bytes in order.
@@ -390,6 +422,7 @@ __attribute__((target("avx2"))) inline __m128i PackSixteen(__m256i a, __m256i b)
 // Sixteen pixels at a time with 256-bit vectors; returns the number done.
 // Loads reach two bytes past the sixteenth pixel, so the last pixels of the
 // run are left to the caller.
+template <int Want>
 __attribute__((target("avx2"))) int ConvertRunAvx2(const uchar* src, uchar* h, uchar* s, uchar* i,
                                                    int n, const HueTable& hues)
 {
@@ -407,12 +440,16 @@ __attribute__((target("avx2"))) int ConvertRunAvx2(const uchar* src, uchar* h, u
             const __m256i bytes = _mm256_inserti128_si256(
                 _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))),
                 _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12)), 1);
-            ConvertEight(_mm256_shuffle_epi8(bytes, pickB), _mm256_shuffle_epi8(bytes, pickG),
-                         _mm256_shuffle_epi8(bytes, pickR), hv[half], sv[half], iv[half], hues);
+            ConvertEight<Want>(_mm256_shuffle_epi8(bytes, pickB), _mm256_shuffle_epi8(bytes, pickG),
+                               _mm256_shuffle_epi8(bytes, pickR), hv[half], sv[half], iv[half],
+                               hues);
         }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(h + x), PackSixteen(hv[0], hv[1]));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(s + x), PackSixteen(sv[0], sv[1]));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(i + x), PackSixteen(iv[0], iv[1]));
+        if constexpr ((Want & kWantHue) != 0)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(h + x), PackSixteen(hv[0], hv[1]));
+        if constexpr ((Want & kWantSaturation) != 0)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(s + x), PackSixteen(sv[0], sv[1]));
+        if constexpr ((Want & kWantIntensity) != 0)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(i + x), PackSixteen(iv[0], iv[1]));
     }
     return x;
 }
@@ -420,12 +457,13 @@ __attribute__((target("avx2"))) int ConvertRunAvx2(const uchar* src, uchar* h, u
 
 // Converts n pixels of three bytes each: sixteen at a time in vector lanes,
 // the rest one by one.
+template <int Want>
 void ConvertRun(const uchar* src, uchar* h, uchar* s, uchar* i, int n, const HueTable& hues)
 {
     int x = 0;
 #ifdef AUTOCOUNT_HSI_AVX2
     if (HasAvx2())
-        x = ConvertRunAvx2(src, h, s, i, n, hues);
+        x = ConvertRunAvx2<Want>(src, h, s, i, n, hues);
 #endif
 #if CV_SIMD128
     for (; x + 16 <= n; x += 16) {
@@ -442,16 +480,19 @@ void ConvertRun(const uchar* src, uchar* h, uchar* s, uchar* i, int n, const Hue
             cv::v_expand(g16[half], g32[0], g32[1]);
             cv::v_expand(r16[half], r32[0], r32[1]);
             for (int q = 0; q < 2; ++q)
-                ConvertLanes(b32[q], g32[q], r32[q], hv[2 * half + q], sv[2 * half + q],
-                             iv[2 * half + q], hues);
+                ConvertLanes<Want>(b32[q], g32[q], r32[q], hv[2 * half + q], sv[2 * half + q],
+                                   iv[2 * half + q], hues);
         }
-        cv::v_store(h + x, PackBytes(hv));
-        cv::v_store(s + x, PackBytes(sv));
-        cv::v_store(i + x, PackBytes(iv));
+        if constexpr ((Want & kWantHue) != 0)
+            cv::v_store(h + x, PackBytes(hv));
+        if constexpr ((Want & kWantSaturation) != 0)
+            cv::v_store(s + x, PackBytes(sv));
+        if constexpr ((Want & kWantIntensity) != 0)
+            cv::v_store(i + x, PackBytes(iv));
     }
 #endif
     for (; x < n; ++x)
-        ConvertPixel(src + 3 * x, h[x], s[x], i[x], hues);
+        ConvertPixel<Want>(src, h, s, i, x, hues);
 }
 
 } // namespace
@@ -476,15 +517,15 @@ int AlgRGB2HSI(cv::Mat src, cv::Mat& h, cv::Mat& s, cv::Mat& i)
             for (int c = range.start; c < range.end; ++c) {
                 const int begin = c * kChunk;
                 const int n = std::min(kChunk, total - begin);
-                ConvertRun(src.data + 3 * static_cast<size_t>(begin), hue.data + begin,
-                           sat.data + begin, inten.data + begin, n, hues);
+                ConvertRun<kWantAll>(src.data + 3 * static_cast<size_t>(begin), hue.data + begin,
+                                     sat.data + begin, inten.data + begin, n, hues);
             }
         });
     } else {
         cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& range) {
             for (int y = range.start; y < range.end; ++y)
-                ConvertRun(src.ptr<uchar>(y), hue.ptr<uchar>(y), sat.ptr<uchar>(y),
-                           inten.ptr<uchar>(y), src.cols, hues);
+                ConvertRun<kWantAll>(src.ptr<uchar>(y), hue.ptr<uchar>(y), sat.ptr<uchar>(y),
+                                     inten.ptr<uchar>(y), src.cols, hues);
         });
     }
 
@@ -493,3 +534,34 @@ int AlgRGB2HSI(cv::Mat src, cv::Mat& h, cv::Mat& s, cv::Mat& i)
     i = inten;
     return 0;
 }
+
+namespace hsiplanes {
+
+void ConvertRow(const uchar* src, int n, uchar* h, uchar* s, uchar* i)
+{
+    const HueTable& hues = Hues();
+    const int want = (h ? kWantHue : 0) | (s ? kWantSaturation : 0) | (i ? kWantIntensity : 0);
+    switch (want) {
+    case kWantHue:
+        ConvertRun<kWantHue>(src, h, s, i, n, hues);
+        break;
+    case kWantSaturation:
+        ConvertRun<kWantSaturation>(src, h, s, i, n, hues);
+        break;
+    case kWantIntensity:
+        ConvertRun<kWantIntensity>(src, h, s, i, n, hues);
+        break;
+    case kWantAll:
+        ConvertRun<kWantAll>(src, h, s, i, n, hues);
+        break;
+    default: // any other pair: all three into a scratch row
+    {
+        std::vector<uchar> scratch(3 * static_cast<size_t>(n));
+        ConvertRun<kWantAll>(src, h ? h : scratch.data(), s ? s : scratch.data() + n,
+                             i ? i : scratch.data() + 2 * n, n, hues);
+        break;
+    }
+    }
+}
+
+} // namespace hsiplanes

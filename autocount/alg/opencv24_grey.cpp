@@ -138,7 +138,12 @@ void WeightedGrey(const cv::Mat& src, cv::Mat& dst, int w0, int w1, int w2)
         tab1[v] = w1 * v;
         tab2[v] = w2 * v + kRound;
     }
-    cv::Mat out(src.size(), CV_8UC1);
+    // dst's own buffer is written over when no other header shares it and it
+    // has the right size and type: nobody can tell, and a slider that
+    // re-converts the same picture then touches no new memory.
+    const bool reuse = dst.u && dst.u->refcount == 1 && dst.size() == src.size() &&
+                       dst.type() == CV_8UC1 && dst.data != src.data;
+    cv::Mat out = reuse ? dst : cv::Mat(src.size(), CV_8UC1);
     const int cn = src.channels();
     cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& rows) {
         for (int y = rows.start; y < rows.end; ++y) {

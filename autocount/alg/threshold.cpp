@@ -1,6 +1,7 @@
 #include "autocount/alg/alg.h"
 
 #include "autocount/alg/bytecount.h"
+#include "autocount/alg/hsiplanes.h"
 #include "autocount/alg/opencv24.h"
 
 #include <opencv2/core/hal/intrin.hpp>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 // Otsu's method: N. Otsu, "A threshold selection method from gray-level
 // histograms", IEEE Trans. Systems, Man, and Cybernetics 9(1), 1979.
@@ -200,6 +202,25 @@ int AlgManual2Bw(cv::Mat src, cv::Mat mask, int low, int high, int colourSpace, 
     int offset = 0;
     int stride = 1;
     if (src.channels() == 3) {
+        if (colourSpace == ALG_SPACE_HSI && src.depth() == CV_8U && PlainMask(src, mask) &&
+            planeCode >= ALG_PLANE_HUE && planeCode <= ALG_PLANE_INTENSITY) {
+            // Only the wanted HSI plane is computed, a row at a time, and
+            // thresholded straight into dst: no full-size planes are made.
+            const Band band = ByteBand(low, high);
+            const int plane = planeCode - ALG_PLANE_HUE;
+            dst.create(src.size(), CV_8UC1);
+            cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& rows) {
+                std::vector<uchar> row(static_cast<size_t>(src.cols));
+                uchar* out[3] = {nullptr, nullptr, nullptr};
+                out[plane] = row.data();
+                for (int y = rows.start; y < rows.end; ++y) {
+                    hsiplanes::ConvertRow(src.ptr<uchar>(y), src.cols, out[0], out[1], out[2]);
+                    BandRow(row.data(), 0, 1, mask.empty() ? nullptr : mask.ptr<uchar>(y), band,
+                            true, dst.ptr<uchar>(y), src.cols);
+                }
+            });
+            return 0;
+        }
         if (colourSpace == ALG_SPACE_HSI) {
             cv::Mat hsi[3];
             const int status = AlgRGB2HSI(src, hsi[0], hsi[1], hsi[2]);
