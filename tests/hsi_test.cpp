@@ -143,6 +143,29 @@ TEST(AlgRGB2HSI, OutputsAreNewImages)
     EXPECT_TRUE(testimages::SameImage(old, testimages::Grey(2, 3, 9)));
 }
 
+TEST(AlgRGB2HSI, OutputsOfTheRightSizeGiveTheSamePlanes)
+{
+    // Outputs that already have the size, some shared with other images and
+    // one passed for all three planes: every plane is complete and nothing
+    // that another image holds is written.
+    cv::Mat image(37, 45, CV_8UC3);
+    cv::randu(image, 0, 256);
+    cv::Mat h, s, i;
+    ASSERT_EQ(AlgRGB2HSI(image, h, s, i), 0);
+
+    cv::Mat h2 = testimages::Grey(37, 45, 7), s2 = testimages::Grey(37, 45, 7), i2 = s2;
+    const cv::Mat held = s2;
+    ASSERT_EQ(AlgRGB2HSI(image, h2, s2, i2), 0);
+    EXPECT_TRUE(testimages::SameImage(h2, h));
+    EXPECT_TRUE(testimages::SameImage(s2, s));
+    EXPECT_TRUE(testimages::SameImage(i2, i));
+    EXPECT_TRUE(testimages::SameImage(held, testimages::Grey(37, 45, 7)));
+
+    cv::Mat all = testimages::Grey(37, 45, 7);
+    ASSERT_EQ(AlgRGB2HSI(image, all, all, all), 0);
+    EXPECT_TRUE(testimages::SameImage(all, i));
+}
+
 TEST(AlgRGB2HSI, RejectsEmptyAndNonThreeChannelInputWithoutTouchingOutputs)
 {
     cv::Mat h = testimages::Grey(1, 1, 9), s = h, i = h;

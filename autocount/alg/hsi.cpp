@@ -360,10 +360,18 @@ __attribute__((target("avx2"))) inline void ConvertEight(__m256i b8, __m256i g8,
             bucket, _mm256_and_si256(otherHalf, _mm256_set1_epi32(HueTable::Index(0, false))));
         // Each entry is eight bytes: the step as a float, then low, high and the
         // exact flag. Both halves are gathered for all eight lanes at once.
-        const auto* entries = reinterpret_cast<const char*>(&hues.At(0));
-        const __m256 step = _mm256_i32gather_ps(reinterpret_cast<const float*>(entries), index, 8);
-        const __m256i meta =
-            _mm256_i32gather_epi32(reinterpret_cast<const int*>(entries + 4), index, 8);
+        // Two gathers of four whole entries each (fewer elements to gather
+        // than the two halves of eight), then split into steps and the rest.
+        const auto* entries = reinterpret_cast<const long long*>(&hues.At(0));
+        const __m256 first =
+            _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_castsi256_si128(index), 8));
+        const __m256 second = _mm256_castsi256_ps(
+            _mm256_i32gather_epi64(entries, _mm256_extracti128_si256(index, 1), 8));
+        // Lanes come out as 0 1 4 5 | 2 3 6 7; the permute puts them in order.
+        const __m256 step = _mm256_castpd_ps(
+            _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0x88)), 0xd8));
+        const __m256i meta = _mm256_castpd_si256(
+            _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0xdd)), 0xd8));
         const __m256i low = _mm256_and_si256(meta, lowByte);
         const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
         const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
@@ -495,6 +503,18 @@ void ConvertRun(const uchar* src, uchar* h, uchar* s, uchar* i, int n, const Hue
         ConvertPixel<Want>(src, h, s, i, x, hues);
 }
 
+// The image a plane is written to: the output's own memory when no other
+// header shares it and it has the source's size and type (nobody can tell
+// it from a new image, as every pixel is written), else a new image. Keeps a
+// caller that converts picture after picture from faulting in fresh pages.
+cv::Mat OutputPlane(const cv::Mat& out, const cv::Mat& src)
+{
+    if (out.u && out.u->refcount == 1 && out.size() == src.size() && out.type() == CV_8UC1 &&
+        out.isContinuous() && out.data != src.data)
+        return out;
+    return cv::Mat(src.size(), CV_8UC1);
+}
+
 } // namespace
 
 int AlgRGB2HSI(cv::Mat src, cv::Mat& h, cv::Mat& s, cv::Mat& i)
@@ -505,7 +525,7 @@ int AlgRGB2HSI(cv::Mat src, cv::Mat& h, cv::Mat& s, cv::Mat& i)
         return 2;
 
     const HueTable& hues = Hues();
-    cv::Mat hue(src.size(), CV_8UC1), sat(src.size(), CV_8UC1), inten(src.size(), CV_8UC1);
+    cv::Mat hue = OutputPlane(h, src), sat = OutputPlane(s, src), inten = OutputPlane(i, src);
 
     // Pixels are read as three bytes each: a continuous source as one run
     // of rows × columns pixels, otherwise row by row.
