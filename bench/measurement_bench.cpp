@@ -110,16 +110,18 @@ void UseScene(const Scene& s)
 
 // ------------------------------------------------------------ baseline
 
+void ConnectedComponentsOnce(const Scene& s)
+{
+    static cv::Mat labels, stats, centroids;
+    cv::connectedComponentsWithStats(s.binary, labels, stats, centroids, 8, CV_32S);
+    benchmark::DoNotOptimize(labels.data);
+}
+
 void ConnectedComponents(benchmark::State& state)
 {
     const Scene& s = scenes.at(static_cast<int>(state.range(0)));
-    cv::Mat labels, stats, centroids;
-    int found = 0;
-    for (auto _ : state) {
-        found = cv::connectedComponentsWithStats(s.binary, labels, stats, centroids, 8, CV_32S);
-        benchmark::DoNotOptimize(labels.data);
-    }
-    state.counters["objects"] = found - 1;
+    for (auto _ : state)
+        ConnectedComponentsOnce(s);
 }
 
 // ------------------------------------------------------------ measurement
@@ -129,28 +131,34 @@ void CalResult(benchmark::State& state)
 {
     const Scene& s = scenes.at(static_cast<int>(state.range(0)));
     size_t found = 0;
-    for (auto _ : state) {
-        ContourList contours;
-        std::vector<parResult> results;
-        AlgCalResult(s.grey, s.binary, contours, results);
-        found = results.size();
-        benchmark::DoNotOptimize(results.data());
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            ContourList contours;
+            std::vector<parResult> results;
+            AlgCalResult(s.grey, s.binary, contours, results);
+            found = results.size();
+            benchmark::DoNotOptimize(results.data());
+        },
+        [&] { ConnectedComponentsOnce(s); });
     state.counters["objects"] = static_cast<double>(found);
 }
 
 // The controller's measurement run: grey conversion of the source, all
-// objects measured, border objects dropped. The lists are cleared before
-// each run as the host's workflow does.
+// objects measured, border objects dropped. The lists are cleared (untimed)
+// before each run, as the host's workflow does.
 void CalculateData(benchmark::State& state)
 {
-    UseScene(scenes.at(static_cast<int>(state.range(0))));
+    const Scene& s = scenes.at(static_cast<int>(state.range(0)));
+    UseScene(s);
     AutoCountManager& m = *controller->manager;
-    for (auto _ : state) {
-        m.DeleteTargetItem();
-        m.CalculateData();
-        benchmark::DoNotOptimize(m.GetAllResults().data());
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            m.CalculateData();
+            benchmark::DoNotOptimize(m.GetAllResults().data());
+        },
+        [&] { ConnectedComponentsOnce(s); }, [&] { m.DeleteTargetItem(); });
     state.counters["objects"] = static_cast<double>(m.GetAllResults().size());
     m.DeleteTargetItem();
 }
@@ -175,35 +183,37 @@ int main(int argc, char** argv)
     controller = &c;
 
     benchratio::RatioReporter reporter;
-    auto add = [](const char* name, void (*fn)(benchmark::State&)) {
-        auto* b =
-            benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseRealTime();
-        for (int count : kCounts)
-            b->Arg(count);
-        return b;
-    };
-    add("ConnectedComponentsWithStats", ConnectedComponents);
-    add("AlgCalResult", CalResult);
-    add("CalculateData", CalculateData);
-
+    auto* ccl = benchmark::RegisterBenchmark("ConnectedComponentsWithStats", ConnectedComponents)
+                    ->Unit(benchmark::kMillisecond)
+                    ->UseRealTime();
+    auto* cal = benchmark::RegisterBenchmark("AlgCalResult", CalResult)
+                    ->Unit(benchmark::kMillisecond)
+                    ->UseManualTime();
+    auto* run = benchmark::RegisterBenchmark("CalculateData", CalculateData)
+                    ->Unit(benchmark::kMillisecond)
+                    ->UseManualTime();
     for (int count : kCounts) {
-        const std::string n = "/" + std::to_string(count);
-        reporter.AddRatio("AlgCalResult" + n, "ConnectedComponentsWithStats" + n);
-        reporter.AddRatio("CalculateData" + n, "ConnectedComponentsWithStats" + n);
+        ccl->Arg(count);
+        cal->Arg(count);
+        run->Arg(count);
     }
+    for (const char* name : {"AlgCalResult", "CalculateData"})
+        for (int count : kCounts)
+            reporter.Describe(name + ("/" + std::to_string(count)), "connectedComponentsWithStats");
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
     // Linear growth: the extra time per extra object stays the same between
     // the counts.
+    std::printf("\n");
     for (const char* name : {"AlgCalResult", "CalculateData"}) {
         for (size_t k = 1; k < std::size(kCounts); ++k) {
-            const double t0 = reporter.Median(name + ("/" + std::to_string(kCounts[k - 1])));
-            const double t1 = reporter.Median(name + ("/" + std::to_string(kCounts[k])));
+            const double t0 = reporter.MedianMs(name + ("/" + std::to_string(kCounts[k - 1])));
+            const double t1 = reporter.MedianMs(name + ("/" + std::to_string(kCounts[k])));
             if (t0 < 0 || t1 < 0)
                 continue;
             std::printf("%s: %d -> %d objects: %.2f us per extra object\n", name, kCounts[k - 1],
-                        kCounts[k], (t1 - t0) / (kCounts[k] - kCounts[k - 1]) * 1e6);
+                        kCounts[k], (t1 - t0) / (kCounts[k] - kCounts[k - 1]) * 1e3);
         }
     }
     benchmark::Shutdown();

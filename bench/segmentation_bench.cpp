@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -89,58 +90,56 @@ void StartSession(Session& s)
 
 // ------------------------------------------------------------ baselines
 
+void CvtColorGreyOnce()
+{
+    static cv::Mat grey;
+    cv::cvtColor(session->colour, grey, cv::COLOR_BGR2GRAY);
+    benchmark::DoNotOptimize(grey.data);
+}
+
+void CvtColorHsvOnce()
+{
+    static cv::Mat hsv;
+    cv::cvtColor(session->colour, hsv, cv::COLOR_BGR2HSV);
+    benchmark::DoNotOptimize(hsv.data);
+}
+
 void CvtColorGrey(benchmark::State& state)
 {
-    cv::Mat grey;
-    for (auto _ : state) {
-        cv::cvtColor(session->colour, grey, cv::COLOR_BGR2GRAY);
-        benchmark::DoNotOptimize(grey.data);
-    }
+    for (auto _ : state)
+        CvtColorGreyOnce();
 }
 
 void CvtColorHsv(benchmark::State& state)
 {
-    cv::Mat hsv;
-    for (auto _ : state) {
-        cv::cvtColor(session->colour, hsv, cv::COLOR_BGR2HSV);
-        benchmark::DoNotOptimize(hsv.data);
-    }
+    for (auto _ : state)
+        CvtColorHsvOnce();
 }
 
 // ------------------------------------------------------------ controller
 
-// The manual grey band, as the low-bound slider moves.
-void ManualGreySlider(benchmark::State& state)
-{
-    AutoCountManager::histogramChannel = AutoCountManager::CHANNEL_GREY;
-    AutoCountManager::segmentMode = AutoCountManager::SEGMENT_MANUAL;
-    AutoCountManager::highThresh = 200;
-    int low = 80;
-    for (auto _ : state) {
-        session->manager->SetLowThreshold(low);
-        low = low == 80 ? 81 : 80;
-    }
-}
-
-// The manual band on another channel (argument: channel number).
-void ManualChannelSlider(benchmark::State& state)
+// The manual band as the low-bound slider moves (argument: channel number).
+void ManualSlider(benchmark::State& state)
 {
     AutoCountManager::histogramChannel = static_cast<int>(state.range(0));
     AutoCountManager::segmentMode = AutoCountManager::SEGMENT_MANUAL;
     AutoCountManager::highThresh = 200;
     int low = 80;
-    for (auto _ : state) {
-        session->manager->SetLowThreshold(low);
-        low = low == 80 ? 81 : 80;
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            session->manager->SetLowThreshold(low);
+            low = low == 80 ? 81 : 80;
+        },
+        CvtColorGreyOnce);
 }
 
 // An automatic mode (argument: mode 0 bright, 1 dark).
 void AutomaticMode(benchmark::State& state)
 {
     const int mode = static_cast<int>(state.range(0));
-    for (auto _ : state)
-        session->manager->SetSegmentMode(mode);
+    benchratio::Paired(
+        state, [&] { session->manager->SetSegmentMode(mode); }, CvtColorGreyOnce);
 }
 
 // The histogram of a channel (argument), which also re-segments in the
@@ -152,10 +151,13 @@ void HistogramChannel(benchmark::State& state)
     AutoCountManager::highThresh = 200;
     int histogram[256];
     const int channel = static_cast<int>(state.range(0));
-    for (auto _ : state) {
-        session->manager->GetHistogramData(channel, histogram);
-        benchmark::DoNotOptimize(histogram);
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            session->manager->GetHistogramData(channel, histogram);
+            benchmark::DoNotOptimize(histogram);
+        },
+        CvtColorGreyOnce);
 }
 
 // ------------------------------------------------------------ algorithms
@@ -163,22 +165,26 @@ void HistogramChannel(benchmark::State& state)
 void RGB2HSI(benchmark::State& state)
 {
     cv::Mat h, s, i;
-    for (auto _ : state) {
-        AlgRGB2HSI(session->colour, h, s, i);
-        benchmark::DoNotOptimize(h.data);
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            AlgRGB2HSI(session->colour, h, s, i);
+            benchmark::DoNotOptimize(h.data);
+        },
+        CvtColorHsvOnce);
 }
 
+// Hole filling of a segmentation result (a fresh copy each time, untimed).
 void FillHole(benchmark::State& state)
 {
     cv::Mat work, out;
-    for (auto _ : state) {
-        state.PauseTiming();
-        session->binary.copyTo(work);
-        state.ResumeTiming();
-        AlgFillHole(work, out);
-        benchmark::DoNotOptimize(out.data);
-    }
+    benchratio::Paired(
+        state,
+        [&] {
+            AlgFillHole(work, out);
+            benchmark::DoNotOptimize(out.data);
+        },
+        CvtColorGreyOnce, [&] { session->binary.copyTo(work); });
 }
 
 } // namespace
@@ -199,28 +205,29 @@ int main(int argc, char** argv)
     session = &s;
 
     benchratio::RatioReporter reporter;
-    auto add = [](const char* name, void (*fn)(benchmark::State&)) {
-        return benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseRealTime();
+    auto plain = [](const char* name, void (*fn)(benchmark::State&)) {
+        benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseRealTime();
     };
-    add("CvtColorBGR2GRAY", CvtColorGrey);
-    add("CvtColorBGR2HSV", CvtColorHsv);
-    add("ImageSegmentManualGrey", ManualGreySlider);
-    add("ImageSegmentAutoBright", AutomaticMode)->Arg(AutoCountManager::SEGMENT_AUTO_BRIGHT);
-    add("ImageSegmentAutoDark", AutomaticMode)->Arg(AutoCountManager::SEGMENT_AUTO_DARK);
-    add("AlgRGB2HSI", RGB2HSI);
-    add("ImageSegmentManualChannel", ManualChannelSlider)->DenseRange(1, 6);
-    add("GetHistogramData", HistogramChannel)->DenseRange(0, 6);
-    add("AlgFillHole", FillHole);
-
-    reporter.AddRatio("ImageSegmentManualGrey", "CvtColorBGR2GRAY");
-    reporter.AddRatio("ImageSegmentAutoBright/0", "CvtColorBGR2GRAY");
-    reporter.AddRatio("ImageSegmentAutoDark/1", "CvtColorBGR2GRAY");
-    reporter.AddRatio("AlgRGB2HSI", "CvtColorBGR2HSV");
-    for (int c = 1; c <= 6; ++c)
-        reporter.AddRatio("ImageSegmentManualChannel/" + std::to_string(c), "CvtColorBGR2GRAY");
-    for (int c = 0; c <= 6; ++c)
-        reporter.AddRatio("GetHistogramData/" + std::to_string(c), "CvtColorBGR2GRAY");
-    reporter.AddRatio("AlgFillHole", "CvtColorBGR2GRAY");
+    // Paired benchmarks, each with its arguments; the summary names the baseline.
+    auto paired = [&](const char* name, void (*fn)(benchmark::State&), const char* baseline,
+                      std::vector<int> args) {
+        auto* b =
+            benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseManualTime();
+        for (int a : args) {
+            b->Arg(a);
+            reporter.Describe(std::string(name) + "/" + std::to_string(a), baseline);
+        }
+        if (args.empty())
+            reporter.Describe(name, baseline);
+    };
+    plain("CvtColorBGR2GRAY", CvtColorGrey);
+    plain("CvtColorBGR2HSV", CvtColorHsv);
+    paired("ImageSegmentManual", ManualSlider, "cvtColor BGR2GRAY", {0, 1, 2, 3, 4, 5, 6});
+    paired("ImageSegmentAuto", AutomaticMode, "cvtColor BGR2GRAY",
+           {AutoCountManager::SEGMENT_AUTO_BRIGHT, AutoCountManager::SEGMENT_AUTO_DARK});
+    paired("AlgRGB2HSI", RGB2HSI, "cvtColor BGR2HSV", {});
+    paired("GetHistogramData", HistogramChannel, "cvtColor BGR2GRAY", {0, 1, 2, 3, 4, 5, 6});
+    paired("AlgFillHole", FillHole, "cvtColor BGR2GRAY", {});
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();

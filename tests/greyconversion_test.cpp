@@ -3,6 +3,8 @@
 #include "autocount/alg/opencv24.h"
 #include "support/testimages.h"
 
+#include <opencv2/core/utility.hpp>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -94,6 +96,11 @@ TEST(GreyConversion, EveryColourMatchesTheWeightedSum)
         cv24::GreyFromRgb(image, rgb);
         EXPECT_EQ(Mismatches(image, bgr, 1868, 9617, 4899), 0);
         EXPECT_EQ(Mismatches(image, rgb, 4899, 9617, 1868), 0);
+        // The 128-bit vector path, which processors without 256-bit vectors take.
+        cv::setUseOptimized(false);
+        cv24::GreyFromBgr(image, bgr);
+        cv::setUseOptimized(true);
+        EXPECT_EQ(Mismatches(image, bgr, 1868, 9617, 4899), 0);
     }
 }
 

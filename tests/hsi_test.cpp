@@ -108,6 +108,22 @@ TEST(AlgRGB2HSI, EveryColourMatchesThePlainRule)
     EXPECT_EQ(mismatches, 0);
 }
 
+TEST(AlgRGB2HSI, EveryColourMatchesThePlainRuleWithoutWideVectors)
+{
+    // The 128-bit vector path, which processors without 256-bit vectors take.
+    const cv::Mat image = AllColours();
+    cv::setUseOptimized(false);
+    cv::Mat h, s, i;
+    const int status = AlgRGB2HSI(image, h, s, i);
+    cv::setUseOptimized(true);
+    ASSERT_EQ(status, 0);
+    cv::Mat eh, es, ei;
+    ASSERT_EQ(AlgRGB2HSI(image, eh, es, ei), 0); // checked against the rule above
+    EXPECT_TRUE(testimages::SameImage(h, eh));
+    EXPECT_TRUE(testimages::SameImage(s, es));
+    EXPECT_TRUE(testimages::SameImage(i, ei));
+}
+
 TEST(AlgRGB2HSI, SameResultOnOneThreadAndOnASubImage)
 {
     cv::Mat image(300, 700, CV_8UC3);
