@@ -81,7 +81,7 @@ void AutoCountManager::GetHistogramData(int channel, int* histogram)
     int offset = 0;
     int stride = 1;
     if (channel == CHANNEL_GREY) {
-        image = GreyOf(sourceImage_, segmentGrey_);
+        image = GreyOf(sourceImage_, greyBuffer_);
     } else if (channel >= CHANNEL_RED && channel <= CHANNEL_BLUE) {
         // Planes that the source does not have stay empty.
         if (kHistogramPlane[channel] < sourceImage_.channels()) {
@@ -115,6 +115,9 @@ void AutoCountManager::GetHistogramData(int channel, int* histogram)
         histogram[k] = scaled / largest;
     }
 
+    // Let go of the plane first, so that the segmentation can convert into
+    // the same grey buffer.
+    image.release();
     ImageSegment();
 }
 
@@ -129,12 +132,12 @@ void AutoCountManager::ImageSegment()
     switch (segmentMode) {
     case SEGMENT_AUTO_BRIGHT:
         highThresh = 255;
-        AlgAuto2Bw(GreyOf(sourceImage_, segmentGrey_), regionMask_, ALG_BRIGHT_OBJECTS,
-                   binaryImage_, lowThresh);
+        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_BRIGHT_OBJECTS, binaryImage_,
+                   lowThresh);
         break;
     case SEGMENT_AUTO_DARK:
         lowThresh = 0;
-        AlgAuto2Bw(GreyOf(sourceImage_, segmentGrey_), regionMask_, ALG_DARK_OBJECTS, binaryImage_,
+        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_DARK_OBJECTS, binaryImage_,
                    highThresh);
         qDebug("%d %d ", lowThresh, highThresh);
         break;
@@ -145,8 +148,8 @@ void AutoCountManager::ImageSegment()
             // The grey channel converts whatever the source is; a one-channel
             // or empty source raises the library's error to the caller.
             if (histogramChannel == CHANNEL_GREY) {
-                cv24::GreyFromBgr(sourceImage_, segmentGrey_);
-                input = segmentGrey_;
+                cv24::GreyFromBgr(sourceImage_, greyBuffer_);
+                input = greyBuffer_;
             }
             AlgManual2Bw(input, regionMask_, lowThresh, highThresh, band.space, band.plane,
                          binaryImage_);
