@@ -321,6 +321,27 @@ TEST(Binarisation, BandMatchesThePlainRuleForAnyBoundsAndWidth)
     }
 }
 
+TEST(Binarisation, HsiBandWithoutWideVectors)
+{
+    // The 128-bit vector path, which processors without 256-bit vectors take,
+    // for each plane that the band computes on its own.
+    cv::Mat colour(30, 301, CV_8UC3), mask(30, 301, CV_8UC1);
+    cv::RNG rng(17);
+    rng.fill(colour, cv::RNG::UNIFORM, 0, 256);
+    rng.fill(mask, cv::RNG::UNIFORM, 0, 2);
+    cv::Mat hsi[3];
+    ASSERT_EQ(AlgRGB2HSI(colour, hsi[0], hsi[1], hsi[2]), 0);
+    for (int k = 0; k < 3; ++k) {
+        cv::setUseOptimized(false);
+        cv::Mat bw;
+        const int status =
+            AlgManual2Bw(colour, mask, 30, 140, ALG_SPACE_HSI, ALG_PLANE_HUE + k, bw);
+        cv::setUseOptimized(true);
+        ASSERT_EQ(status, 0);
+        EXPECT_TRUE(SameImage(bw, Through(mask, PlainBand(hsi[k], 30, 140), Grey(30, 301)))) << k;
+    }
+}
+
 TEST(Binarisation, AutomaticBandKeepsTheOutputOutsideTheMask)
 {
     cv::RNG rng(5);
