@@ -331,12 +331,65 @@ __attribute__((target("avx2"))) inline __m256 Unit(__m256i bytes)
     return Floats(_mm256_mul_pd(lo, inverse), _mm256_mul_pd(hi, inverse));
 }
 
+// What the hue stage needs of eight pixels: the cosine argument, the table
+// entry index and which lanes have a hue at all.
+struct HueLanes
+{
+    __m256 arg;
+    __m256i index;
+    __m256 withHue;
+};
+
+// The hue bytes of eight pixels from their table entries.
+__attribute__((target("avx2"))) inline __m256i HueFromEntries(__m256 arg, __m256i index,
+                                                              __m256 withHue, const HueTable& hues)
+{
+    const __m256i lowByte = _mm256_set1_epi32(0xff);
+    // Each entry is eight bytes: the step as a float, then low, high and the
+    // exact flag. Both halves are gathered for all eight lanes at once.
+    // Two gathers of four whole entries each (fewer elements to gather
+    // than the two halves of eight), then split into steps and the rest.
+    const auto* entries = reinterpret_cast<const long long*>(&hues.At(0));
+    const __m256 first =
+        _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_castsi256_si128(index), 8));
+    const __m256 second =
+        _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_extracti128_si256(index, 1), 8));
+    // Lanes come out as 0 1 4 5 | 2 3 6 7; the permute puts them in order.
+    const __m256 step = _mm256_castpd_ps(
+        _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0x88)), 0xd8));
+    const __m256i meta = _mm256_castpd_si256(
+        _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0xdd)), 0xd8));
+    const __m256i low = _mm256_and_si256(meta, lowByte);
+    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
+    const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
+    __m256i hue = _mm256_blendv_epi8(low, high, _mm256_castps_si256(up));
+    const __m256i exactLanes =
+        _mm256_and_si256(_mm256_castps_si256(withHue),
+                         _mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(meta, 16), lowByte),
+                                            _mm256_setzero_si256()));
+    if (!_mm256_testz_si256(exactLanes, exactLanes)) { // rare: a bucket with two steps
+        alignas(32) float args[8];
+        alignas(32) int lanes[8];
+        alignas(32) int indices[8];
+        alignas(32) int bytes[8];
+        _mm256_store_ps(args, arg);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), exactLanes);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(indices), index);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), hue);
+        for (int k = 0; k < 8; ++k)
+            if (lanes[k])
+                bytes[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
+        hue = _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+    }
+    return _mm256_and_si256(hue, _mm256_castps_si256(withHue));
+}
+
 // The rule on eight pixels whose bytes lie in the 32-bit lanes of b8, g8
 // and r8; the three planes' bytes come back in 32-bit lanes.
-template <int Want>
-__attribute__((target("avx2"))) inline void ConvertEight(__m256i b8, __m256i g8, __m256i r8,
-                                                         __m256i& hOut, __m256i& sOut,
-                                                         __m256i& iOut, const HueTable& hues)
+template <int Want, bool Deferred = false>
+__attribute__((target("avx2"))) inline void
+ConvertEight(__m256i b8, __m256i g8, __m256i r8, __m256i& hOut, __m256i& sOut, __m256i& iOut,
+             const HueTable& hues, HueLanes* prep = nullptr)
 {
     const __m256 zero = _mm256_setzero_ps();
     const __m256 b = Unit(b8), g = Unit(g8), r = Unit(r8);
@@ -360,43 +413,13 @@ __attribute__((target("avx2"))) inline void ConvertEight(__m256i b8, __m256i g8,
         const __m256i otherHalf = _mm256_castps_si256(_mm256_cmp_ps(g, b, _CMP_LT_OQ));
         const __m256i index = _mm256_add_epi32(
             bucket, _mm256_and_si256(otherHalf, _mm256_set1_epi32(HueTable::Index(0, false))));
-        // Each entry is eight bytes: the step as a float, then low, high and the
-        // exact flag. Both halves are gathered for all eight lanes at once.
-        // Two gathers of four whole entries each (fewer elements to gather
-        // than the two halves of eight), then split into steps and the rest.
-        const auto* entries = reinterpret_cast<const long long*>(&hues.At(0));
-        const __m256 first =
-            _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_castsi256_si128(index), 8));
-        const __m256 second = _mm256_castsi256_ps(
-            _mm256_i32gather_epi64(entries, _mm256_extracti128_si256(index, 1), 8));
-        // Lanes come out as 0 1 4 5 | 2 3 6 7; the permute puts them in order.
-        const __m256 step = _mm256_castpd_ps(
-            _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0x88)), 0xd8));
-        const __m256i meta = _mm256_castpd_si256(
-            _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_shuffle_ps(first, second, 0xdd)), 0xd8));
-        const __m256i low = _mm256_and_si256(meta, lowByte);
-        const __m256i high = _mm256_and_si256(_mm256_srli_epi32(meta, 8), lowByte);
-        const __m256 up = _mm256_cmp_ps(arg, step, _CMP_GE_OQ);
-        __m256i hue = _mm256_blendv_epi8(low, high, _mm256_castps_si256(up));
-        const __m256i exactLanes = _mm256_and_si256(
-            _mm256_castps_si256(withHue),
-            _mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(meta, 16), lowByte),
-                               _mm256_setzero_si256()));
-        if (!_mm256_testz_si256(exactLanes, exactLanes)) { // rare: a bucket with two steps
-            alignas(32) float args[8];
-            alignas(32) int lanes[8];
-            alignas(32) int indices[8];
-            alignas(32) int bytes[8];
-            _mm256_store_ps(args, arg);
-            _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), exactLanes);
-            _mm256_store_si256(reinterpret_cast<__m256i*>(indices), index);
-            _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), hue);
-            for (int k = 0; k < 8; ++k)
-                if (lanes[k])
-                    bytes[k] = HueByte(args[k], indices[k] < HueTable::Index(0, false));
-            hue = _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+        if constexpr (Deferred) {
+            prep->arg = arg;
+            prep->index = index;
+            prep->withHue = withHue;
+        } else {
+            hOut = HueFromEntries(arg, index, withHue, hues);
         }
-        hOut = _mm256_and_si256(hue, _mm256_castps_si256(withHue));
     }
 
     const __m256 sum = _mm256_add_ps(_mm256_add_ps(r, g), b);
@@ -443,6 +466,37 @@ __attribute__((target("avx2"))) int ConvertRunAvx2(const uchar* src, uchar* h, u
     const __m256i pickG = _mm256_add_epi32(pickB, _mm256_set1_epi32(1));
     const __m256i pickR = _mm256_add_epi32(pickB, _mm256_set1_epi32(2));
     int x = 0;
+    if constexpr ((Want & kWantHue) != 0) {
+        // Blocks of 64 pixels in two passes: the arithmetic of all eight
+        // groups first, then their table lookups, so that the gathers do not
+        // wait one by one at the end of a long chain of dependent steps.
+        constexpr int kGroups = 8;
+        for (; x + 8 * kGroups + 2 <= n; x += 8 * kGroups) {
+            HueLanes lanes[kGroups];
+            __m256i hv[kGroups], sv[kGroups], iv[kGroups];
+            for (int q = 0; q < kGroups; ++q) {
+                const uchar* p = src + 3 * (x + 8 * q);
+                const __m256i bytes = _mm256_inserti128_si256(
+                    _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))),
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12)), 1);
+                ConvertEight<Want, true>(
+                    _mm256_shuffle_epi8(bytes, pickB), _mm256_shuffle_epi8(bytes, pickG),
+                    _mm256_shuffle_epi8(bytes, pickR), hv[q], sv[q], iv[q], hues, &lanes[q]);
+            }
+            for (int q = 0; q < kGroups; ++q)
+                hv[q] = HueFromEntries(lanes[q].arg, lanes[q].index, lanes[q].withHue, hues);
+            for (int q = 0; q < kGroups; q += 2) {
+                const int at = x + 8 * q;
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(h + at), PackSixteen(hv[q], hv[q + 1]));
+                if constexpr ((Want & kWantSaturation) != 0)
+                    _mm_storeu_si128(reinterpret_cast<__m128i*>(s + at),
+                                     PackSixteen(sv[q], sv[q + 1]));
+                if constexpr ((Want & kWantIntensity) != 0)
+                    _mm_storeu_si128(reinterpret_cast<__m128i*>(i + at),
+                                     PackSixteen(iv[q], iv[q + 1]));
+            }
+        }
+    }
     for (; x + 18 <= n; x += 16) {
         __m256i hv[2], sv[2], iv[2];
         for (int half = 0; half < 2; ++half) {
