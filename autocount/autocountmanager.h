@@ -298,6 +298,12 @@ private:
     cv::Mat sourceImage_;
     cv::Mat regionMask_;
     cv::Mat binaryImage_;
+    // Working buffers kept between calls, so that the binary image follows
+    // the threshold slider (and a measurement run starts) without faulting
+    // in fresh memory each time: the grey conversion of the source, and the
+    // binary image before last.
+    cv::Mat greyBuffer_;
+    cv::Mat spareBinary_;
     QGraphicsScene* scene_ = nullptr;
     QGraphicsRectItem* rectItem_ = nullptr;
     QGraphicsPolygonItem* polygonItem_ = nullptr;

@@ -11,11 +11,10 @@ void AutoCountManager::CalculateData()
     // Blue-first grey here, while AlgCalResult's own fallback reads red first:
     // both stay as they are. A source image without 3 or 4 channels is refused
     // by the conversion.
-    cv::Mat grey;
-    cv24::GreyFromBgr(sourceImage_, grey);
+    cv24::GreyFromBgr(sourceImage_, greyBuffer_);
 
     // Appends: the lists were cleared when counting started or targets went.
-    AlgCalResult(grey, binaryImage_, allContours_, allResults_);
+    AlgCalResult(greyBuffer_, binaryImage_, allContours_, allResults_);
 
     if (isProcessBound) {
         // The by-value parameters take over the lists before the outputs are

@@ -14,14 +14,33 @@
 namespace {
 
 // Grey image for the automatic modes: the blue-first conversion of a colour
-// source, or a one-channel source itself (shared, not copied).
-cv::Mat GreyOf(const cv::Mat& source)
+// source, written into @p buffer, or a one-channel source itself (shared,
+// not copied).
+cv::Mat GreyOf(const cv::Mat& source, cv::Mat& buffer)
 {
     if (source.channels() <= 1)
         return source;
-    cv::Mat grey;
-    cv24::GreyFromBgr(source, grey);
-    return grey;
+    cv24::GreyFromBgr(source, buffer);
+    return buffer;
+}
+
+// A zero-filled binary image of @p size. The binary image before last is
+// kept in @p spare; once nothing else holds it (the canvas lets go of an
+// image when it shows the next one), its memory is cleared and used again.
+// Taking a new image each time instead would make every slider step fault
+// in twenty megabytes of fresh pages.
+cv::Mat ZeroedBinary(cv::Size size, cv::Mat& spare)
+{
+    cv::Mat binary;
+    if (spare.u && spare.u->refcount == 1 && spare.size() == size && spare.type() == CV_8UC1 &&
+        spare.isContinuous()) {
+        binary = spare;
+        binary.setTo(cv::Scalar(0));
+    } else {
+        binary = cv::Mat(size, CV_8UC1, cv::Scalar(0));
+    }
+    spare.release();
+    return binary;
 }
 
 // Plane byte offset of each colour channel within a blue, green, red pixel.
@@ -62,7 +81,7 @@ void AutoCountManager::GetHistogramData(int channel, int* histogram)
     int offset = 0;
     int stride = 1;
     if (channel == CHANNEL_GREY) {
-        image = GreyOf(sourceImage_);
+        image = GreyOf(sourceImage_, greyBuffer_);
     } else if (channel >= CHANNEL_RED && channel <= CHANNEL_BLUE) {
         // Planes that the source does not have stay empty.
         if (kHistogramPlane[channel] < sourceImage_.channels()) {
@@ -96,24 +115,30 @@ void AutoCountManager::GetHistogramData(int channel, int* histogram)
         histogram[k] = scaled / largest;
     }
 
+    // Let go of the plane first, so that the segmentation can convert into
+    // the same grey buffer.
+    image.release();
     ImageSegment();
 }
 
 void AutoCountManager::ImageSegment()
 {
     qDebug("void AutoCountManager::ImageSegment()");
-    binaryImage_ = cv::Mat(sourceImage_.size(), CV_8UC1, cv::Scalar(0));
+    cv::Mat previous = binaryImage_;
+    binaryImage_ = ZeroedBinary(sourceImage_.size(), spareBinary_);
 
     // The statuses of the Alg functions are not examined: on bad input the
     // binary image stays as zeroed here.
     switch (segmentMode) {
     case SEGMENT_AUTO_BRIGHT:
         highThresh = 255;
-        AlgAuto2Bw(GreyOf(sourceImage_), regionMask_, ALG_BRIGHT_OBJECTS, binaryImage_, lowThresh);
+        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_BRIGHT_OBJECTS, binaryImage_,
+                   lowThresh);
         break;
     case SEGMENT_AUTO_DARK:
         lowThresh = 0;
-        AlgAuto2Bw(GreyOf(sourceImage_), regionMask_, ALG_DARK_OBJECTS, binaryImage_, highThresh);
+        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_DARK_OBJECTS, binaryImage_,
+                   highThresh);
         qDebug("%d %d ", lowThresh, highThresh);
         break;
     case SEGMENT_MANUAL:
@@ -122,8 +147,10 @@ void AutoCountManager::ImageSegment()
             cv::Mat input = sourceImage_;
             // The grey channel converts whatever the source is; a one-channel
             // or empty source raises the library's error to the caller.
-            if (histogramChannel == CHANNEL_GREY)
-                cv24::GreyFromBgr(sourceImage_, input);
+            if (histogramChannel == CHANNEL_GREY) {
+                cv24::GreyFromBgr(sourceImage_, greyBuffer_);
+                input = greyBuffer_;
+            }
             AlgManual2Bw(input, regionMask_, lowThresh, highThresh, band.space, band.plane,
                          binaryImage_);
         }
@@ -134,6 +161,7 @@ void AutoCountManager::ImageSegment()
 
     if (displayCanvas_)
         displayCanvas_->ShowInvertedImage(binaryImage_);
+    spareBinary_ = previous;
 }
 
 void AutoCountManager::SetSegmentMode(int mode)

@@ -3,7 +3,11 @@
 #include "autocount/alg/opencv24.h"
 #include "support/testimages.h"
 
+#include <opencv2/core/utility.hpp>
+
 #include <gtest/gtest.h>
+
+#include <cstdint>
 
 namespace {
 
@@ -49,6 +53,71 @@ TEST(GreyConversion, RejectsOneChannelAndEmptyImages)
     cv::Mat grey;
     EXPECT_THROW(cv24::GreyFromBgr(testimages::Grey(2, 2), grey), cv::Exception);
     EXPECT_THROW(cv24::GreyFromBgr(cv::Mat(), grey), cv::Exception);
+}
+
+// Every blue, green, red triple once, 4096 × 4096 pixels; with four channels
+// the fourth byte runs through all values too.
+cv::Mat AllColours(int channels)
+{
+    cv::Mat image(4096, 4096, CV_8UC(channels));
+    uchar* p = image.data;
+    for (uint32_t k = 0; k < (1u << 24); ++k, p += channels) {
+        p[0] = static_cast<uchar>(k);
+        p[1] = static_cast<uchar>(k >> 8);
+        p[2] = static_cast<uchar>(k >> 16);
+        if (channels == 4)
+            p[3] = static_cast<uchar>(k * 7);
+    }
+    return image;
+}
+
+// Counts the pixels of @p grey that differ from the weighted sum of @p image's
+// first three bytes with weights w0..w2.
+int Mismatches(const cv::Mat& image, const cv::Mat& grey, int w0, int w1, int w2)
+{
+    int bad = 0;
+    for (int y = 0; y < image.rows; ++y) {
+        const uchar* p = image.ptr<uchar>(y);
+        for (int x = 0; x < image.cols; ++x, p += image.channels()) {
+            const int expected = (w0 * p[0] + w1 * p[1] + w2 * p[2] + 8192) >> 14;
+            bad += grey.at<uchar>(y, x) != expected;
+        }
+    }
+    return bad;
+}
+
+TEST(GreyConversion, EveryColourMatchesTheWeightedSum)
+{
+    for (int channels : {3, 4}) {
+        SCOPED_TRACE(channels);
+        const cv::Mat image = AllColours(channels);
+        cv::Mat bgr, rgb;
+        cv24::GreyFromBgr(image, bgr);
+        cv24::GreyFromRgb(image, rgb);
+        EXPECT_EQ(Mismatches(image, bgr, 1868, 9617, 4899), 0);
+        EXPECT_EQ(Mismatches(image, rgb, 4899, 9617, 1868), 0);
+        // The 128-bit vector path, which processors without 256-bit vectors take.
+        cv::setUseOptimized(false);
+        cv24::GreyFromBgr(image, bgr);
+        cv::setUseOptimized(true);
+        EXPECT_EQ(Mismatches(image, bgr, 1868, 9617, 4899), 0);
+    }
+}
+
+TEST(GreyConversion, SubImageRowsOfAnyLength)
+{
+    // Rows that are not a multiple of the vector width and do not follow
+    // each other in memory.
+    cv::Mat image(40, 101, CV_8UC3);
+    cv::randu(image, 0, 256);
+    for (int width : {1, 15, 16, 17, 33, 99}) {
+        SCOPED_TRACE(width);
+        const cv::Mat part = image(cv::Rect(1, 3, width, 30));
+        cv::Mat grey;
+        cv24::GreyFromBgr(part, grey);
+        ASSERT_EQ(grey.size(), part.size());
+        EXPECT_EQ(Mismatches(part, grey, 1868, 9617, 4899), 0);
+    }
 }
 
 } // namespace

@@ -108,6 +108,22 @@ TEST(AlgRGB2HSI, EveryColourMatchesThePlainRule)
     EXPECT_EQ(mismatches, 0);
 }
 
+TEST(AlgRGB2HSI, EveryColourMatchesThePlainRuleWithoutWideVectors)
+{
+    // The 128-bit vector path, which processors without 256-bit vectors take.
+    const cv::Mat image = AllColours();
+    cv::setUseOptimized(false);
+    cv::Mat h, s, i;
+    const int status = AlgRGB2HSI(image, h, s, i);
+    cv::setUseOptimized(true);
+    ASSERT_EQ(status, 0);
+    cv::Mat eh, es, ei;
+    ASSERT_EQ(AlgRGB2HSI(image, eh, es, ei), 0); // checked against the rule above
+    EXPECT_TRUE(testimages::SameImage(h, eh));
+    EXPECT_TRUE(testimages::SameImage(s, es));
+    EXPECT_TRUE(testimages::SameImage(i, ei));
+}
+
 TEST(AlgRGB2HSI, SameResultOnOneThreadAndOnASubImage)
 {
     cv::Mat image(300, 700, CV_8UC3);
@@ -141,6 +157,29 @@ TEST(AlgRGB2HSI, OutputsAreNewImages)
     ASSERT_EQ(AlgRGB2HSI(testimages::Colour(2, 3, 0, 0, 255), h, s, i), 0);
     EXPECT_NE(h.data, old.data);
     EXPECT_TRUE(testimages::SameImage(old, testimages::Grey(2, 3, 9)));
+}
+
+TEST(AlgRGB2HSI, OutputsOfTheRightSizeGiveTheSamePlanes)
+{
+    // Outputs that already have the size, some shared with other images and
+    // one passed for all three planes: every plane is complete and nothing
+    // that another image holds is written.
+    cv::Mat image(37, 45, CV_8UC3);
+    cv::randu(image, 0, 256);
+    cv::Mat h, s, i;
+    ASSERT_EQ(AlgRGB2HSI(image, h, s, i), 0);
+
+    cv::Mat h2 = testimages::Grey(37, 45, 7), s2 = testimages::Grey(37, 45, 7), i2 = s2;
+    const cv::Mat held = s2;
+    ASSERT_EQ(AlgRGB2HSI(image, h2, s2, i2), 0);
+    EXPECT_TRUE(testimages::SameImage(h2, h));
+    EXPECT_TRUE(testimages::SameImage(s2, s));
+    EXPECT_TRUE(testimages::SameImage(i2, i));
+    EXPECT_TRUE(testimages::SameImage(held, testimages::Grey(37, 45, 7)));
+
+    cv::Mat all = testimages::Grey(37, 45, 7);
+    ASSERT_EQ(AlgRGB2HSI(image, all, all, all), 0);
+    EXPECT_TRUE(testimages::SameImage(all, i));
 }
 
 TEST(AlgRGB2HSI, RejectsEmptyAndNonThreeChannelInputWithoutTouchingOutputs)

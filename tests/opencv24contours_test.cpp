@@ -74,4 +74,50 @@ TEST(FrameFreeContours, EmptyAndTinyImagesHaveNoContours)
     EXPECT_TRUE(contours.empty());
 }
 
+// The old tracer's rule spelled out: clear the frame of a copy, then trace.
+void ClearedFrameContours(const cv::Mat& image, ContourList& contours,
+                          std::vector<cv::Vec4i>& hierarchy, int mode, int method)
+{
+    cv::Mat work = image.clone();
+    work.row(0).setTo(0);
+    work.row(work.rows - 1).setTo(0);
+    work.col(0).setTo(0);
+    work.col(work.cols - 1).setTo(0);
+    cv::findContours(work, contours, hierarchy, mode, method);
+}
+
+TEST(FrameFreeContours, SameAsTracingACopyWithAClearedFrame)
+{
+    cv::RNG rng(31);
+    const int modes[] = {cv::RETR_EXTERNAL, cv::RETR_LIST, cv::RETR_CCOMP, cv::RETR_TREE};
+    const int methods[] = {cv::CHAIN_APPROX_NONE, cv::CHAIN_APPROX_SIMPLE};
+    for (int round = 0; round < 12; ++round) {
+        // Blobs with holes and objects over the frame, on images of odd sizes,
+        // some of them sub-images.
+        const int rows = rng.uniform(3, 90), cols = rng.uniform(3, 120);
+        cv::Mat big = testimages::Grey(rows + 4, cols + 6);
+        cv::Mat image =
+            round % 2 ? big(cv::Rect(3, 2, cols, rows)) : big(cv::Rect(0, 0, cols, rows));
+        for (int k = 0; k < 25; ++k) {
+            const cv::Point c(rng.uniform(-5, cols + 5), rng.uniform(-5, rows + 5));
+            cv::circle(image, c, rng.uniform(1, 12), cv::Scalar(rng.uniform(1, 256)), cv::FILLED);
+            cv::circle(image, c, rng.uniform(0, 4), cv::Scalar(0), cv::FILLED);
+        }
+        if (round == 5)
+            image.setTo(255); // a full image: only the interior block is an object
+        for (int mode : modes)
+            for (int method : methods) {
+                SCOPED_TRACE(testing::Message() << round << " " << mode << " " << method);
+                ContourList expected, got;
+                std::vector<cv::Vec4i> expectedLinks, gotLinks;
+                ClearedFrameContours(image, expected, expectedLinks, mode, method);
+                const cv::Mat before = image.clone();
+                cv24::FindContours(image, got, &gotLinks, mode, method);
+                EXPECT_EQ(got, expected);
+                EXPECT_EQ(gotLinks, expectedLinks);
+                EXPECT_TRUE(testimages::SameImage(image, before)); // input untouched
+            }
+    }
+}
+
 } // namespace

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -261,6 +263,40 @@ TEST_F(SegmentationTest, SegmentingDiscardsRefinementAndBackRecomputes)
     EXPECT_TRUE(SameImage(manager->GetBinaryImage(), image == 200));
     EXPECT_EQ(canvas.ShowCount(), shown + 2);
     ExpectShown();
+}
+
+TEST_F(SegmentationTest, EarlierBinaryImagesHeldElsewhereNeverChange)
+{
+    // The slider reuses the memory of a binary image only once nothing else
+    // holds it: images a host kept from earlier steps stay as they were.
+    cv::Mat colour(40, 70, CV_8UC3);
+    cv::randu(colour, 0, 256);
+    StartWith(colour);
+    cv::Mat grey;
+    cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
+    AutoCountManager::segmentMode = AutoCountManager::SEGMENT_MANUAL;
+    AutoCountManager::highThresh = 255;
+
+    std::vector<std::pair<cv::Mat, cv::Mat>> kept; // image as held, copy taken then
+    for (int low = 0; low < 250; low += 10) {
+        manager->SetLowThreshold(low);
+        const cv::Mat& binary = manager->GetBinaryImage();
+        cv::Mat expected = Grey(40, 70);
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 70; ++x) {
+                // The 14-bit weights may differ from the library's by one
+                // level; compare against the module's own conversion rule.
+                const cv::Vec3b p = colour.at<cv::Vec3b>(y, x);
+                const int v = (1868 * p[0] + 9617 * p[1] + 4899 * p[2] + 8192) >> 14;
+                expected.at<uchar>(y, x) = v >= low ? 255 : 0;
+            }
+        ASSERT_TRUE(SameImage(binary, expected)) << low;
+        if (low % 30 == 0)
+            kept.emplace_back(binary, binary.clone());
+        ExpectShown();
+    }
+    for (const auto& [held, copy] : kept)
+        EXPECT_TRUE(SameImage(held, copy));
 }
 
 } // namespace

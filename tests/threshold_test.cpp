@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 namespace {
 
 using testimages::Grey;
@@ -254,6 +256,121 @@ TEST(Binarisation, SameResultOnOneThread)
     EXPECT_EQ(manyT[1], oneT[1]);
     for (int k = 0; k < 4; ++k)
         EXPECT_TRUE(SameImage(many[k], one[k])) << k;
+}
+
+// The band rule written out pixel by pixel: 255 where low <= v <= high.
+cv::Mat PlainBand(const cv::Mat& plane, long long low, long long high)
+{
+    cv::Mat out(plane.size(), CV_8UC1);
+    for (int y = 0; y < plane.rows; ++y)
+        for (int x = 0; x < plane.cols; ++x) {
+            const int v = plane.at<uchar>(y, x);
+            out.at<uchar>(y, x) = (low <= v && v <= high) ? 255 : 0;
+        }
+    return out;
+}
+
+// @p inside where the mask is non-zero, @p outside elsewhere.
+cv::Mat Through(const cv::Mat& mask, const cv::Mat& inside, const cv::Mat& outside)
+{
+    cv::Mat out = outside.clone();
+    inside.copyTo(out, mask);
+    return out;
+}
+
+TEST(Binarisation, BandMatchesThePlainRuleForAnyBoundsAndWidth)
+{
+    cv::RNG rng(99);
+    const int bounds[] = {INT_MIN, -1, 0, 1, 37, 128, 254, 255, 256, INT_MAX};
+    for (int width : {5, 16, 31, 70}) {
+        SCOPED_TRACE(width);
+        cv::Mat colour(23, width + 3, CV_8UC3), mask(23, width + 3, CV_8UC1);
+        rng.fill(colour, cv::RNG::UNIFORM, 0, 256);
+        rng.fill(mask, cv::RNG::UNIFORM, 0, 3); // 0, 1, 2: any non-zero selects
+        // Sub-images: rows that do not follow each other in memory.
+        const cv::Rect part(2, 0, width, 23);
+        const cv::Mat src = colour(part), m = mask(part);
+        cv::Mat planes[3];
+        cv::split(src, planes);
+        cv::Mat hsi[3]; // checked pixel by pixel against the rule elsewhere
+        ASSERT_EQ(AlgRGB2HSI(src, hsi[0], hsi[1], hsi[2]), 0);
+        const cv::Mat zero = Grey(23, width);
+        for (int low : bounds)
+            for (int high : bounds) {
+                SCOPED_TRACE(testing::Message() << low << ".." << high);
+                for (int k = 0; k < 3; ++k) {
+                    cv::Mat bw;
+                    ASSERT_EQ(
+                        AlgManual2Bw(src, m, low, high, ALG_SPACE_PLANES, ALG_PLANE_0 + k, bw), 0);
+                    EXPECT_TRUE(SameImage(bw, Through(m, PlainBand(planes[k], low, high), zero)));
+                }
+                for (int k = 0; k < 3; ++k) {
+                    cv::Mat bw;
+                    ASSERT_EQ(AlgManual2Bw(src, m, low, high, ALG_SPACE_HSI, ALG_PLANE_HUE + k, bw),
+                              0);
+                    EXPECT_TRUE(SameImage(bw, Through(m, PlainBand(hsi[k], low, high), zero)));
+                    ASSERT_EQ(AlgManual2Bw(src, cv::Mat(), low, high, ALG_SPACE_HSI,
+                                           ALG_PLANE_HUE + k, bw),
+                              0);
+                    EXPECT_TRUE(SameImage(bw, PlainBand(hsi[k], low, high)));
+                }
+                cv::Mat bw;
+                ASSERT_EQ(AlgManual2Bw(planes[1], cv::Mat(), low, high, 0, 0, bw), 0);
+                EXPECT_TRUE(SameImage(bw, PlainBand(planes[1], low, high)));
+            }
+    }
+}
+
+TEST(Binarisation, HsiBandWithoutWideVectors)
+{
+    // The 128-bit vector path, which processors without 256-bit vectors take,
+    // for each plane that the band computes on its own.
+    cv::Mat colour(30, 301, CV_8UC3), mask(30, 301, CV_8UC1);
+    cv::RNG rng(17);
+    rng.fill(colour, cv::RNG::UNIFORM, 0, 256);
+    rng.fill(mask, cv::RNG::UNIFORM, 0, 2);
+    cv::Mat hsi[3];
+    ASSERT_EQ(AlgRGB2HSI(colour, hsi[0], hsi[1], hsi[2]), 0);
+    for (int k = 0; k < 3; ++k) {
+        cv::setUseOptimized(false);
+        cv::Mat bw;
+        const int status =
+            AlgManual2Bw(colour, mask, 30, 140, ALG_SPACE_HSI, ALG_PLANE_HUE + k, bw);
+        cv::setUseOptimized(true);
+        ASSERT_EQ(status, 0);
+        EXPECT_TRUE(SameImage(bw, Through(mask, PlainBand(hsi[k], 30, 140), Grey(30, 301)))) << k;
+    }
+}
+
+TEST(Binarisation, AutomaticBandKeepsTheOutputOutsideTheMask)
+{
+    cv::RNG rng(5);
+    for (int width : {7, 16, 45}) {
+        SCOPED_TRACE(width);
+        cv::Mat grey(19, width, CV_8UC1), mask(19, width, CV_8UC1), old(19, width, CV_8UC1);
+        rng.fill(grey, cv::RNG::NORMAL, 120, 50);
+        rng.fill(mask, cv::RNG::UNIFORM, 0, 2);
+        rng.fill(old, cv::RNG::UNIFORM, 0, 256);
+        for (int polarity : {ALG_BRIGHT_OBJECTS, ALG_DARK_OBJECTS}) {
+            cv::Mat dst = old.clone();
+            int t = -1;
+            ASSERT_EQ(AlgAuto2Bw(grey, mask, polarity, dst, t), 0);
+            const cv::Mat band = polarity == ALG_BRIGHT_OBJECTS ? PlainBand(grey, t + 1LL, 255)
+                                                                : PlainBand(grey, 0, t);
+            EXPECT_TRUE(SameImage(dst, Through(mask, band, old))) << polarity;
+        }
+    }
+    // A uniform image keeps the caller's threshold, however far out it is.
+    const cv::Mat uniform = Grey(3, 20, 7);
+    for (int t : {INT_MIN, -1, 6, 7, 255, INT_MAX}) {
+        for (int polarity : {ALG_BRIGHT_OBJECTS, ALG_DARK_OBJECTS}) {
+            cv::Mat dst;
+            int threshold = t;
+            ASSERT_EQ(AlgAuto2Bw(uniform, cv::Mat(), polarity, dst, threshold), 0);
+            const bool object = polarity == ALG_BRIGHT_OBJECTS ? 7 > t : 7 <= t;
+            EXPECT_TRUE(SameImage(dst, Grey(3, 20, object ? 255 : 0))) << t << " " << polarity;
+        }
+    }
 }
 
 } // namespace

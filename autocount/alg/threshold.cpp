@@ -1,45 +1,97 @@
 #include "autocount/alg/alg.h"
 
 #include "autocount/alg/bytecount.h"
+#include "autocount/alg/hsiplanes.h"
 #include "autocount/alg/opencv24.h"
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 // Otsu's method: N. Otsu, "A threshold selection method from gray-level
 // histograms", IEEE Trans. Systems, Man, and Cybernetics 9(1), 1979.
 
 namespace {
 
-// Sets every pixel of dst inside mask (everywhere when mask is empty) to
-// lut[v], v being the byte at offset + x·stride in the source row. Pixels
-// outside the mask keep their value, or become 0 when clearOutside is set. dst must be
-// single-channel 8-bit of the source's size; mask empty or single-channel 8-bit of that size. Works
-// with dst sharing the source's pixels, since each output pixel reads only
-// its own input pixel.
-void ApplyThroughMask(const cv::Mat& src, int offset, int stride, const cv::Mat& mask,
-                      const uchar (&lut)[256], bool clearOutside, cv::Mat& dst)
+// The object band of byte values, both bounds inclusive; empty when lo > hi.
+struct Band
+{
+    int lo;
+    int hi;
+};
+
+// The band [low, high] of int bounds restricted to byte values.
+Band ByteBand(long long low, long long high)
+{
+    // Bounds beyond the byte range are pulled in just past it, which keeps
+    // an empty band empty.
+    return {static_cast<int>(std::clamp(low, 0LL, 256LL)),
+            static_cast<int>(std::clamp(high, -1LL, 255LL))};
+}
+
+// Writes one row: d[x] = 255 when the byte s[x·stride] lies in the band, else
+// 0; with a mask m, only where m[x] is non-zero, and elsewhere 0 when
+// clearOutside is set or the old value otherwise. s points at the plane's
+// byte of the first pixel, offset bytes into the pixel.
+void BandRow(const uchar* s, int offset, int stride, const uchar* m, Band band, bool clearOutside,
+             uchar* d, int n)
+{
+    int x = 0;
+#if CV_SIMD128
+    const cv::v_uint8x16 lo = cv::v_setall_u8(static_cast<uchar>(band.lo));
+    const cv::v_uint8x16 hi = cv::v_setall_u8(static_cast<uchar>(band.hi));
+    const cv::v_uint8x16 zero = cv::v_setzero_u8();
+    const bool empty = band.lo > band.hi;
+    for (; x + 16 <= n; x += 16) {
+        cv::v_uint8x16 v;
+        if (stride == 1) {
+            v = cv::v_load(s + x);
+        } else {
+            cv::v_uint8x16 planes[3];
+            cv::v_load_deinterleave(s - offset + 3 * x, planes[0], planes[1], planes[2]);
+            v = planes[offset];
+        }
+        const cv::v_uint8x16 in = empty ? zero : ((v >= lo) & (v <= hi));
+        if (!m) {
+            cv::v_store(d + x, in);
+            continue;
+        }
+        const cv::v_uint8x16 inside = cv::v_load(m + x) != zero;
+        cv::v_store(d + x,
+                    clearOutside ? (in & inside) : cv::v_select(inside, in, cv::v_load(d + x)));
+    }
+#endif
+    for (; x < n; ++x) {
+        const int v = s[x * stride];
+        const uchar in = (band.lo <= v && v <= band.hi) ? 255 : 0;
+        if (!m)
+            d[x] = in;
+        else if (m[x])
+            d[x] = in;
+        else if (clearOutside)
+            d[x] = 0;
+    }
+}
+
+// Sets every pixel of dst inside mask (everywhere when mask is empty) to 255
+// when its plane byte lies in the band, else 0; the plane byte of pixel x is
+// at offset + x·stride in the source row (stride 1 or 3). Pixels outside the
+// mask keep their value, or become 0 when clearOutside is set. dst must be
+// single-channel 8-bit of the source's size; mask empty or single-channel
+// 8-bit of that size. Works with dst sharing the source's pixels, since each
+// output pixel reads only its own input pixel.
+void ApplyThroughMask(const cv::Mat& src, int offset, int stride, const cv::Mat& mask, Band band,
+                      bool clearOutside, cv::Mat& dst)
 {
     cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& rows) {
         for (int y = rows.start; y < rows.end; ++y) {
-            const uchar* s = src.ptr<uchar>(y) + offset;
-            uchar* d = dst.ptr<uchar>(y);
-            if (mask.empty()) {
-                for (int x = 0; x < src.cols; ++x)
-                    d[x] = lut[s[x * stride]];
-            } else {
-                const uchar* m = mask.ptr<uchar>(y);
-                if (clearOutside) {
-                    for (int x = 0; x < src.cols; ++x)
-                        d[x] = m[x] ? lut[s[x * stride]] : 0;
-                } else {
-                    for (int x = 0; x < src.cols; ++x)
-                        if (m[x])
-                            d[x] = lut[s[x * stride]];
-                }
-            }
+            const uchar* m = mask.empty() ? nullptr : mask.ptr<uchar>(y);
+            BandRow(src.ptr<uchar>(y) + offset, offset, stride, m, band, clearOutside,
+                    dst.ptr<uchar>(y), src.cols);
         }
     });
 }
@@ -125,13 +177,10 @@ int AlgAuto2Bw(cv::Mat src, cv::Mat mask, int polarity, cv::Mat& dst, int& thres
 
     const int t = threshold;
     if (grey.type() == CV_8UC1 && PlainMask(grey, mask)) {
-        uchar lut[256];
-        for (int v = 0; v < 256; ++v) {
-            const bool object = polarity == ALG_BRIGHT_OBJECTS ? v > t : v <= t;
-            lut[v] = object ? 255 : 0;
-        }
+        // Bright objects lie above the threshold, dark ones at or below it.
+        const Band band = polarity == ALG_BRIGHT_OBJECTS ? ByteBand(t + 1LL, 255) : ByteBand(0, t);
         PrepareOutput(mask, grey.size(), dst);
-        ApplyThroughMask(grey, 0, 1, mask, lut, false, dst);
+        ApplyThroughMask(grey, 0, 1, mask, band, false, dst);
         return 0;
     }
 
@@ -153,6 +202,25 @@ int AlgManual2Bw(cv::Mat src, cv::Mat mask, int low, int high, int colourSpace, 
     int offset = 0;
     int stride = 1;
     if (src.channels() == 3) {
+        if (colourSpace == ALG_SPACE_HSI && src.depth() == CV_8U && PlainMask(src, mask) &&
+            planeCode >= ALG_PLANE_HUE && planeCode <= ALG_PLANE_INTENSITY) {
+            // Only the wanted HSI plane is computed, a row at a time, and
+            // thresholded straight into dst: no full-size planes are made.
+            const Band band = ByteBand(low, high);
+            const int plane = planeCode - ALG_PLANE_HUE;
+            dst.create(src.size(), CV_8UC1);
+            cv::parallel_for_(cv::Range(0, src.rows), [&](const cv::Range& rows) {
+                std::vector<uchar> row(static_cast<size_t>(src.cols));
+                uchar* out[3] = {nullptr, nullptr, nullptr};
+                out[plane] = row.data();
+                for (int y = rows.start; y < rows.end; ++y) {
+                    hsiplanes::ConvertRow(src.ptr<uchar>(y), src.cols, out[0], out[1], out[2]);
+                    BandRow(row.data(), 0, 1, mask.empty() ? nullptr : mask.ptr<uchar>(y), band,
+                            true, dst.ptr<uchar>(y), src.cols);
+                }
+            });
+            return 0;
+        }
         if (colourSpace == ALG_SPACE_HSI) {
             cv::Mat hsi[3];
             const int status = AlgRGB2HSI(src, hsi[0], hsi[1], hsi[2]);
@@ -187,7 +255,7 @@ int AlgManual2Bw(cv::Mat src, cv::Mat mask, int low, int high, int colourSpace, 
     if (plane8 && PlainMask(image, mask)) {
         // Zero outside the mask, the band inside it.
         dst.create(image.size(), CV_8UC1);
-        ApplyThroughMask(image, offset, stride, mask, lut, true, dst);
+        ApplyThroughMask(image, offset, stride, mask, ByteBand(low, high), true, dst);
         return 0;
     }
 
