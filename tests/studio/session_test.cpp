@@ -207,3 +207,31 @@ TEST_F(SessionTest, NothingMovesOnWhileTheAutomaticCutRuns)
     ASSERT_TRUE(WaitForAutoCut());
     EXPECT_EQ(Session()->History()->Stack()->count(), 2);
 }
+
+TEST_F(SessionTest, CutLineDrawnWithTheMouseSplitsThePairAndCanBeUndone)
+{
+    Segment();
+    Session()->Next();
+    ClickButton("manualCutButton");
+    ASSERT_TRUE(Session()->AcceptsMouse());
+    const cv::Mat before = Session()->Manager()->GetBinaryImage().clone();
+    // The touching discs meet at column 140, rows 152 to 168.
+    ASSERT_EQ(before.at<uchar>(160, 140), 255);
+    Press(ViewportPos(140, 130));
+    Move(ViewportPos(140, 160), Qt::LeftButton);
+    Move(ViewportPos(140, 190), Qt::LeftButton);
+    Release(ViewportPos(140, 190));
+    QTest::mouseDClick(Viewport(), Qt::LeftButton, Qt::NoModifier, ViewportPos(140, 190));
+    EXPECT_EQ(Session()->Manager()->GetBinaryImage().at<uchar>(160, 140), 0);
+    ASSERT_TRUE(Session()->History()->Stack()->canUndo());
+
+    // Undo puts the neck back; redo cuts along the same recorded line.
+    QTest::keyClick(window.get(), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(Same(Session()->Manager()->GetBinaryImage(), before));
+    QTest::keyClick(window.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_EQ(Session()->Manager()->GetBinaryImage().at<uchar>(160, 140), 0);
+
+    ClickButton("nextButton");
+    EXPECT_EQ(Session()->ObjectCount(),
+              discimage::kSingleDiscsInside + discimage::kDiscsOutside + 2);
+}
