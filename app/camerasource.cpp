@@ -1,5 +1,6 @@
 #include "camerasource.h"
 
+#include <QCoreApplication>
 #include <QMetaObject>
 #include <QPointer>
 #include <QThread>
@@ -20,8 +21,9 @@ void CameraSource::Probe()
     QThread* thread = QThread::create([self] {
         cv::VideoCapture capture(0);
         const bool found = capture.isOpened();
+        // Handed to the interface thread; the source may be gone by then.
         QMetaObject::invokeMethod(
-            self.data(),
+            qApp,
             [self, found] {
                 if (!self)
                     return;
@@ -48,7 +50,7 @@ void CameraSource::Capture()
             capture.read(frame);
         const cv::Mat result = frame.clone();
         QMetaObject::invokeMethod(
-            self.data(),
+            qApp,
             [self, result] {
                 if (!self)
                     return;

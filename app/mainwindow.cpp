@@ -21,17 +21,21 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGraphicsScene>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QScrollArea>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QStatusBar>
 #include <QUndoStack>
+#include <QUrl>
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), view_(new ImageView), camera_(new CameraSource(this)),
@@ -106,7 +110,9 @@ MainWindow::MainWindow(QWidget* parent)
         resize(1280, 800);
     restoreState(settings.value("window/state").toByteArray());
 
-    camera_->Probe();
+    // Tests and scripted runs may leave the camera alone.
+    if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_NO_CAMERA"))
+        camera_->Probe();
     UpdateState();
 }
 
@@ -427,6 +433,22 @@ void MainWindow::ShowError(const QString& message)
     statusBar()->showMessage(message, 8000);
     if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_QUIET"))
         QMessageBox::warning(this, tr("AutoCount Studio"), message);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event)
+{
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) {
+            event->acceptProposedAction();
+            OpenImage(url.toLocalFile());
+            return;
+        }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
