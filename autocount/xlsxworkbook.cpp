@@ -13,6 +13,14 @@ namespace {
 constexpr int kRowCount = 1048576;
 constexpr int kColumnCount = 16384;
 
+/// The file that a save to @p path replaces: the target of a symbolic link,
+/// so that the link stays a link.
+QString Destination(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.isSymLink() ? info.symLinkTarget() : path;
+}
+
 /// Hidden directory template in the destination's directory, so that the
 /// finished file reaches its destination by a rename within one file system.
 QString TempDirTemplate(const QString& path)
@@ -24,11 +32,12 @@ QString TempDirTemplate(const QString& path)
 
 } // namespace
 
-XlsxWorkbook::XlsxWorkbook(const QString& path) : path_(path), tempDir_(TempDirTemplate(path))
+XlsxWorkbook::XlsxWorkbook(const QString& path)
+    : path_(Destination(path)), tempDir_(TempDirTemplate(path_))
 {
     if (!tempDir_.isValid())
         return;
-    tempPath_ = tempDir_.filePath(QFileInfo(path).fileName());
+    tempPath_ = tempDir_.filePath(QFileInfo(path_).fileName());
     // libxlsxwriter opens the file itself, only when the workbook closes.
     workbook_ = workbook_new(QFile::encodeName(tempPath_).constData());
     good_ = workbook_ != nullptr;

@@ -16,7 +16,8 @@ struct lxw_worksheet;
 class XlsxWorkbook
 {
 public:
-    /// Starts a workbook that Commit() will save to @p path.
+    /// Starts a workbook that Commit() will save to @p path (to its target
+    /// when @p path is a symbolic link).
     explicit XlsxWorkbook(const QString& path);
     /// Discards the workbook unless it was committed; @p path stays as it was.
     ~XlsxWorkbook();

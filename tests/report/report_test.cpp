@@ -218,6 +218,17 @@ TEST_F(ReportTest, SecondExportOverwritesTheFirst)
     EXPECT_EQ(Entries(dir.path()), QStringList{"report.xlsx"});
 }
 
+TEST_F(ReportTest, ExportThroughALinkReplacesItsTarget)
+{
+    manager->ExportReport(path);
+    const QString link = dir.filePath("link.xlsx");
+    ASSERT_TRUE(QFile::link(path, link));
+    Count();
+    manager->ExportReport(link);
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(Cells(ReadBack(path), 1).size(), 9);
+}
+
 TEST_F(ReportTest, UnwritablePathLeavesNothingBehind)
 {
     manager->ExportReport(dir.filePath("missing/report.xlsx"));
