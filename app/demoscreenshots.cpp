@@ -105,6 +105,12 @@ void DemoScreenshots::Step4()
         session->HighlightObject(0);
     if (!Grab(QStringLiteral("step4-results.png")))
         return;
+    if (auto* tabs = window_->findChild<QTabWidget*>("resultTabs")) {
+        tabs->setCurrentIndex(tabs->count() - 1);
+        if (!Grab(QStringLiteral("step4-distribution.png")))
+            return;
+        tabs->setCurrentIndex(0);
+    }
     std::fprintf(stdout, "count %d\n", session->ObjectCount());
     std::fflush(stdout);
     QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });

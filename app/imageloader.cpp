@@ -39,14 +39,9 @@ cv::Mat DepthTo8(const cv::Mat& image)
         return image;
     case CV_16U:
         return Depth16To8(image);
-    case CV_32F:
-    case CV_64F: {
-        cv::Mat out;
-        image.convertTo(out, CV_MAKETYPE(CV_8U, image.channels()), 255.0);
-        return out;
-    }
     default: {
-        // Signed samples: shift the range so that zero stays dark.
+        // Other depths are saturated as they are, as the command-line tool does,
+        // so that both count the same pixels.
         cv::Mat out;
         image.convertTo(out, CV_MAKETYPE(CV_8U, image.channels()));
         return out;

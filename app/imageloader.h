@@ -12,8 +12,9 @@ namespace ImageLoader {
  *
  * 16-bit samples are scaled to 8 bits as value · 255 / 65535, rounded
  * (the same as dividing by 257); grey images are spread to three equal
- * channels; a fourth (alpha) channel is dropped. Floating-point images are
- * taken as 0..1. An empty image stays empty.
+ * channels; a fourth (alpha) channel is dropped; grey with alpha keeps its
+ * grey plane. Other depths are saturated to 0..255 unscaled. The
+ * command-line tool converts by the same rule. An empty image stays empty.
  */
 cv::Mat ToBgr8(const cv::Mat& image);
 

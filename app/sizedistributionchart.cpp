@@ -111,9 +111,8 @@ void SizeDistributionChart::Rebuild()
     for (int k = 0; k < bins_.counts.size(); ++k) {
         *set << bins_.counts[k];
         const double from = bins_.minimum + k * bins_.width;
-        categories << (bins_.width > 0.0 ? QString::number(from, 'g', 4) + QStringLiteral("–") +
-                                               QString::number(from + bins_.width, 'g', 4)
-                                         : QString::number(from, 'g', 4));
+        // Each bar is named by the lower limit of its class.
+        categories << QString::number(from, 'g', 4);
     }
     auto* series = new QBarSeries;
     series->setBarWidth(1.0);
@@ -121,7 +120,11 @@ void SizeDistributionChart::Rebuild()
     chart->addSeries(series);
     auto* xAxis = new QBarCategoryAxis;
     xAxis->append(categories);
-    xAxis->setLabelsAngle(-60);
+    // Upright and small: Qt Charts elides rotated category labels.
+    QFont small = xAxis->labelsFont();
+    small.setPointSizeF(small.pointSizeF() * 0.8);
+    xAxis->setLabelsFont(small);
+    xAxis->setTitleText(tr("Class from"));
     chart->addAxis(xAxis, Qt::AlignBottom);
     series->attachAxis(xAxis);
     auto* yAxis = new QValueAxis;
