@@ -17,6 +17,9 @@
 
 void StudioTest::SetUp()
 {
+    // No message boxes to wait for, no camera to look for.
+    qputenv("AUTOCOUNT_STUDIO_QUIET", "1");
+    qputenv("AUTOCOUNT_STUDIO_NO_CAMERA", "1");
     QStandardPaths::setTestModeEnabled(true);
     QApplication::setOrganizationName("AutoCount Tests");
     QApplication::setApplicationName("studio_test");
