@@ -1,0 +1,46 @@
+#include "calibrationdialog.h"
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+CalibrationDialog::CalibrationDialog(const Calibration& calibration, QWidget* parent)
+    : QDialog(parent), scale_(new QDoubleSpinBox), unit_(new QComboBox)
+{
+    setWindowTitle(tr("Calibration"));
+    scale_->setObjectName("calibrationScale");
+    scale_->setDecimals(6);
+    scale_->setRange(1e-6, 1e6);
+    scale_->setValue(calibration.scale);
+    scale_->setToolTip(tr("Length of one pixel in the unit below"));
+    unit_->setObjectName("calibrationUnit");
+    unit_->setEditable(true);
+    unit_->addItems({QString(), QStringLiteral("nm"), QStringLiteral("µm"), QStringLiteral("mm"),
+                     QStringLiteral("cm")});
+    unit_->setCurrentText(calibration.unit);
+    unit_->setToolTip(tr("Unit name shown in the tables; empty for pixels"));
+
+    auto* form = new QFormLayout;
+    form->addRow(tr("&Scale (units per pixel):"), scale_);
+    form->addRow(tr("&Unit:"), unit_);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    auto* layout = new QVBoxLayout(this);
+    auto* hint = new QLabel(tr("Lengths are multiplied by the scale, areas by its square."));
+    hint->setWordWrap(true);
+    layout->addWidget(hint);
+    layout->addLayout(form);
+    layout->addWidget(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+}
+
+Calibration CalibrationDialog::Value() const
+{
+    Calibration calibration;
+    calibration.scale = scale_->value();
+    calibration.unit = unit_->currentText().trimmed();
+    return calibration;
+}

@@ -1,0 +1,397 @@
+#include "countingsession.h"
+
+#include "imagecanvas.h"
+#include "refinementhistory.h"
+
+#include "autocount/autocountmanager.h"
+#include "host/hostevents.h"
+
+#include <QGraphicsView>
+#include <QMouseEvent>
+#include <QThread>
+#include <QUndoStack>
+
+CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObject* parent)
+    : QObject(parent), view_(view), canvas_(canvas), manager_(std::make_unique<AutoCountManager>())
+{
+    // The catalogue is filled once per process, before any table or range operation.
+    if (AutoCountManager::dataTypeNameMap.isEmpty())
+        AutoCountManager::InitDataTypeMap();
+    manager_->SetDisplayCanvas(canvas_);
+    manager_->SetScene(view_->scene());
+    manager_->Init();
+    history_ = new RefinementHistory(manager_.get(), this);
+    connect(history_, &RefinementHistory::replayed, this, &CountingSession::binaryImageChanged);
+    observerId_ =
+        HostEvents::AddObserver([this](int code, void* payload) { OnHostEvent(code, payload); });
+}
+
+CountingSession::~CountingSession()
+{
+    HostEvents::RemoveObserver(observerId_);
+}
+
+int CountingSession::Step() const
+{
+    return AutoCountManager::autoCountStep;
+}
+
+void CountingSession::OnHostEvent(int code, void* payload)
+{
+    if (code == HOST_EVENT_AUTO_CUT_FINISHED) {
+        // Sent from the cut worker's thread: take the result on ours.
+        QMetaObject::invokeMethod(
+            this, [this] { TakeAutoCutResult(); }, Qt::QueuedConnection);
+        return;
+    }
+    if (QThread::currentThread() != thread())
+        return;
+    switch (code) {
+    case HOST_EVENT_RESULTS_CHANGED:
+        emit resultsChanged();
+        break;
+    case HOST_EVENT_OBJECT_PICKED:
+        if (payload)
+            emit objectHighlighted(*static_cast<int*>(payload));
+        break;
+    case HOST_EVENT_OBJECT_HIGHLIGHTED: {
+        const auto& targets = manager_->GetTargetItems();
+        for (int i = 0; i < targets.size(); ++i)
+            if (static_cast<void*>(targets[i]) == payload) {
+                emit objectHighlighted(i);
+                break;
+            }
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void CountingSession::TakeAutoCutResult()
+{
+    if (!autoCutRunning_)
+        return;
+    autoCutRunning_ = false;
+    manager_->slotAutoCutFinished();
+    RefinementOperation operation;
+    operation.kind = RefinementOperation::AUTO_CUT;
+    operation.cutResult = manager_->GetBinaryImage().clone();
+    history_->Record(operation);
+    emit automaticCutRunning(false);
+    emit automaticCutFinished();
+    emit binaryImageChanged();
+}
+
+void CountingSession::ChangeStep(int step)
+{
+    manager_->SetAutoCountStep(step);
+    emit stepChanged(step);
+}
+
+void CountingSession::StopIdleCutThread()
+{
+    if (!autoCutRunning_)
+        StopCutThread();
+}
+
+void CountingSession::StopCutThread()
+{
+    // After a cut the worker thread idles in its event loop. The module
+    // terminates it on every later cut-mode change; ending it here first
+    // makes that a no-op and lets the next automatic cut start for certain.
+    QThread* thread = AutoCountManager::autoCountThread;
+    if (thread && thread->isRunning()) {
+        thread->quit();
+        thread->wait(5000);
+    }
+}
+
+bool CountingSession::Start()
+{
+    if (!canvas_->HasImage() || autoCutRunning_)
+        return false;
+    history_->Reset();
+    manualCut_ = false;
+    ChangeStep(AutoCountManager::STEP_REGION);
+    return true;
+}
+
+void CountingSession::Next()
+{
+    if (autoCutRunning_)
+        return;
+    switch (Step()) {
+    case AutoCountManager::STEP_REGION:
+        manager_->SetSelectedRegions();
+        ChangeStep(AutoCountManager::STEP_SEGMENT);
+        SetChannel(AutoCountManager::histogramChannel);
+        break;
+    case AutoCountManager::STEP_SEGMENT:
+        ChangeStep(AutoCountManager::STEP_SEPARATE);
+        // The mask is made; the polygon outlines go so that their vertices
+        // do not start the first cut line.
+        if (AutoCountManager::regionSelectionMode == AutoCountManager::REGION_POLYGON)
+            manager_->DeleteAllPolygonItem();
+        SetManualCut(false);
+        break;
+    case AutoCountManager::STEP_SEPARATE:
+        if (manualCut_)
+            SetManualCut(false);
+        ChangeStep(AutoCountManager::STEP_RESULTS);
+        Measure();
+        break;
+    default:
+        break;
+    }
+}
+
+void CountingSession::Back()
+{
+    if (autoCutRunning_)
+        return;
+    switch (Step()) {
+    case AutoCountManager::STEP_SEGMENT:
+        manager_->Back(AutoCountManager::STEP_REGION);
+        history_->Reset();
+        ChangeStep(AutoCountManager::STEP_REGION);
+        break;
+    case AutoCountManager::STEP_SEPARATE:
+        if (manualCut_)
+            SetManualCut(false);
+        manager_->Back(AutoCountManager::STEP_SEGMENT);
+        history_->Reset();
+        ChangeStep(AutoCountManager::STEP_SEGMENT);
+        emit binaryImageChanged();
+        break;
+    case AutoCountManager::STEP_RESULTS:
+        manager_->DeleteTargetItem();
+        manager_->Back(AutoCountManager::STEP_SEPARATE);
+        ChangeStep(AutoCountManager::STEP_SEPARATE);
+        break;
+    default:
+        break;
+    }
+}
+
+void CountingSession::Finish()
+{
+    if (autoCutRunning_)
+        return;
+    history_->Reset();
+    ChangeStep(AutoCountManager::STEP_ENDED);
+}
+
+void CountingSession::Cancel()
+{
+    if (autoCutRunning_)
+        return;
+    history_->Reset();
+    manager_->DeleteTargetItem();
+    manager_->DeleteAllRectItem();
+    manager_->DeleteAllPolygonItem();
+    ChangeStep(AutoCountManager::STEP_ENDED);
+}
+
+void CountingSession::SetRegionMode(int mode)
+{
+    manager_->SetRegionSelectionMode(mode);
+}
+
+void CountingSession::ClearRegions()
+{
+    manager_->SetRegionSelectionMode(AutoCountManager::regionSelectionMode);
+}
+
+void CountingSession::SetChannel(int channel)
+{
+    if (manager_->GetSourceImage().empty())
+        return;
+    manager_->GetHistogramData(channel, histogram_.data());
+    history_->Reset();
+    emit histogramChanged();
+    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
+    emit binaryImageChanged();
+}
+
+void CountingSession::SetSegmentMode(int mode)
+{
+    manager_->SetSegmentMode(mode);
+    history_->Reset();
+    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
+    emit binaryImageChanged();
+}
+
+void CountingSession::SetLowThreshold(int value)
+{
+    manager_->SetLowThreshold(value);
+    history_->Reset();
+    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
+    emit binaryImageChanged();
+}
+
+void CountingSession::SetHighThreshold(int value)
+{
+    manager_->SetHighThreshold(value);
+    history_->Reset();
+    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
+    emit binaryImageChanged();
+}
+
+void CountingSession::Thresholds(int& low, int& high) const
+{
+    manager_->GetThreshold(low, high);
+}
+
+void CountingSession::Refine(int morphology)
+{
+    RefinementOperation operation;
+    operation.kind = RefinementOperation::MORPHOLOGY;
+    operation.morphology = morphology;
+    RefinementHistory::Apply(manager_.get(), operation);
+    history_->Record(operation);
+    emit binaryImageChanged();
+}
+
+void CountingSession::FillHoles()
+{
+    RefinementOperation operation;
+    operation.kind = RefinementOperation::FILL_HOLES;
+    RefinementHistory::Apply(manager_.get(), operation);
+    history_->Record(operation);
+    emit binaryImageChanged();
+}
+
+bool CountingSession::StartAutoCut()
+{
+    if (autoCutRunning_ || Step() != AutoCountManager::STEP_SEPARATE)
+        return false;
+    StopIdleCutThread();
+    manualCut_ = false;
+    autoCutRunning_ = true;
+    emit automaticCutRunning(true);
+    manager_->SetObjectCutMode(AutoCountManager::CUT_AUTO);
+    if (!AutoCountManager::autoCountThread) {
+        // This build of the module has no automatic cut.
+        autoCutRunning_ = false;
+        emit automaticCutRunning(false);
+        return false;
+    }
+    return true;
+}
+
+void CountingSession::SetManualCut(bool on)
+{
+    if (autoCutRunning_)
+        return;
+    StopIdleCutThread();
+    manager_->SetObjectCutMode(on ? AutoCountManager::CUT_MANUAL : AutoCountManager::CUT_NONE);
+    manualCut_ = on;
+}
+
+bool CountingSession::IsManualCut() const
+{
+    return manualCut_;
+}
+
+void CountingSession::Merge()
+{
+    if (autoCutRunning_)
+        return;
+    StopIdleCutThread();
+    manager_->SetObjectCutMode(AutoCountManager::CUT_MERGE);
+    manualCut_ = false;
+    RefinementOperation operation;
+    operation.kind = RefinementOperation::MERGE;
+    history_->Record(operation);
+    emit binaryImageChanged();
+}
+
+void CountingSession::Measure()
+{
+    // The measurement appends to the object lists: start from empty ones.
+    manager_->DeleteTargetItem();
+    manager_->CalculateData();
+    manager_->ObjectDetectAndCalculateData();
+}
+
+void CountingSession::Refilter()
+{
+    manager_->ObjectDetectAndCalculateData();
+}
+
+int CountingSession::ObjectCount() const
+{
+    return static_cast<int>(manager_->GetValidResults().size());
+}
+
+void CountingSession::HighlightObject(int index)
+{
+    manager_->HighlightObject(index);
+}
+
+int CountingSession::HighlightedObject() const
+{
+    return manager_->GetHighlightedIndex();
+}
+
+void CountingSession::DeleteObject(int index)
+{
+    if (index < 0 || index >= ObjectCount())
+        return;
+    manager_->DeleteObjectData(index);
+    emit resultsChanged();
+}
+
+void CountingSession::SetDisplayMode(int mode)
+{
+    const int highlighted = manager_->GetHighlightedIndex();
+    manager_->SetDisplayMode(mode);
+    // Redrawn from scratch: restyling alone keeps the fill of filled targets.
+    manager_->DrawTarget();
+    if (highlighted >= 0)
+        manager_->HighlightObject(highlighted);
+}
+
+bool CountingSession::AcceptsMouse() const
+{
+    return !autoCutRunning_ && manager_->IsAcceptMouseEvent();
+}
+
+void CountingSession::Press(QMouseEvent* event)
+{
+    manager_->mousePressEvent(event);
+}
+
+void CountingSession::Move(QMouseEvent* event)
+{
+    manager_->mouseMoveEvent(event);
+}
+
+void CountingSession::Release(QMouseEvent* event)
+{
+    manager_->mouseReleaseEvent(event);
+}
+
+void CountingSession::DoubleClick(QMouseEvent* event)
+{
+    const bool cuts = Step() == AutoCountManager::STEP_SEPARATE &&
+                      AutoCountManager::objectCutMode == AutoCountManager::CUT_MANUAL;
+    if (!cuts) {
+        manager_->mouseDoubleClickEvent(event);
+        return;
+    }
+    // The line the module cuts along: the vertices so far and the
+    // double-click point, mapped as the module maps it, truncated to pixels.
+    const QPointF local = event->localPos();
+    const QPointF last = view_->mapToScene(QPoint(qRound(local.x()), qRound(local.y())));
+    QPolygonF points = manager_->GetDrawingPoints();
+    points << last;
+    RefinementOperation operation;
+    operation.kind = RefinementOperation::MANUAL_CUT;
+    for (const QPointF& p : points)
+        operation.cutLine.emplace_back(static_cast<int>(p.x()), static_cast<int>(p.y()));
+    manager_->mouseDoubleClickEvent(event);
+    history_->Record(operation);
+    emit binaryImageChanged();
+}

@@ -1,0 +1,141 @@
+#pragma once
+
+#include "mousetarget.h"
+
+#include <QList>
+#include <QObject>
+#include <QStringList>
+
+#include <array>
+#include <memory>
+
+QT_BEGIN_NAMESPACE
+class QGraphicsScene;
+class QGraphicsView;
+QT_END_NAMESPACE
+
+class AutoCountManager;
+class ImageCanvas;
+class RefinementHistory;
+
+/**
+ * @brief One counting run on the image in the view: owns the counting
+ * module's controller, hands it the view's mouse events, listens to its host
+ * events and walks it through the four steps (regions, segmentation,
+ * separation, results).
+ *
+ * Host event 39 arrives on the cut worker's thread; it is queued to this
+ * object's thread, which then takes the cut result with slotAutoCutFinished.
+ * Nothing here ever changes the cut mode while an automatic cut runs, so a
+ * running cut is never terminated.
+ */
+class CountingSession : public QObject, public MouseTarget
+{
+    Q_OBJECT
+public:
+    /// @p view is the scene's parent and shows it; @p canvas paints into it.
+    CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObject* parent = nullptr);
+    ~CountingSession() override;
+
+    AutoCountManager* Manager() const { return manager_.get(); }
+    RefinementHistory* History() const { return history_; }
+    ImageCanvas* Canvas() const { return canvas_; }
+
+    /// Current workflow step, 0 (not counting) to 4 (results).
+    int Step() const;
+    bool IsAutoCutRunning() const { return autoCutRunning_; }
+
+    /// @name Workflow
+    /// @{
+    /// Starts counting the canvas image (step 1). False without an image.
+    bool Start();
+    /// Moves to the next step, doing the work that leads into it.
+    void Next();
+    /// Moves back one step and shows that step's image again.
+    void Back();
+    /// Ends counting; results stay on the image.
+    void Finish();
+    /// Ends counting and removes regions and results.
+    void Cancel();
+    /// @}
+
+    /// @name Step 1: regions
+    /// @{
+    void SetRegionMode(int mode);
+    void ClearRegions();
+    /// @}
+
+    /// @name Step 2: segmentation
+    /// @{
+    void SetChannel(int channel);
+    const std::array<int, 256>& Histogram() const { return histogram_; }
+    void SetSegmentMode(int mode);
+    void SetLowThreshold(int value);
+    void SetHighThreshold(int value);
+    void Thresholds(int& low, int& high) const;
+    void Refine(int morphology);
+    void FillHoles();
+    /// @}
+
+    /// @name Step 3: separation
+    /// @{
+    /// Starts the automatic cut. False when one runs already or the module
+    /// offers none; automaticCutFinished follows.
+    bool StartAutoCut();
+    void SetManualCut(bool on);
+    bool IsManualCut() const;
+    void Merge();
+    /// @}
+
+    /// @name Step 4: results
+    /// @{
+    /// Measures the binary image and shows the valid objects.
+    void Measure();
+    /// Filters again after the ranges changed.
+    void Refilter();
+    int ObjectCount() const;
+    void HighlightObject(int index);
+    int HighlightedObject() const;
+    void DeleteObject(int index);
+    void SetDisplayMode(int mode);
+    /// @}
+
+    /// @name MouseTarget
+    /// @{
+    bool AcceptsMouse() const override;
+    void Press(QMouseEvent* event) override;
+    void Move(QMouseEvent* event) override;
+    void Release(QMouseEvent* event) override;
+    void DoubleClick(QMouseEvent* event) override;
+    /// @}
+
+    /// Ends the idle cut worker thread so that the process can exit cleanly.
+    static void StopCutThread();
+
+signals:
+    void stepChanged(int step);
+    void histogramChanged();
+    void thresholdsChanged(int low, int high);
+    void automaticCutRunning(bool running);
+    void automaticCutFinished();
+    /// The result set changed: objects measured, filtered, deleted or cleared.
+    void resultsChanged();
+    /// The object with @p index was highlighted (by a click or by index).
+    void objectHighlighted(int index);
+    void binaryImageChanged();
+
+private:
+    void OnHostEvent(int code, void* payload);
+    void TakeAutoCutResult();
+    void ChangeStep(int step);
+    void StopIdleCutThread();
+
+    QGraphicsView* view_;
+    ImageCanvas* canvas_;
+    std::unique_ptr<AutoCountManager> manager_;
+    RefinementHistory* history_;
+    std::array<int, 256> histogram_{};
+    int observerId_ = -1;
+    bool autoCutRunning_ = false;
+    bool manualCut_ = false;
+};

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QDialog>
+#include <QString>
+#include <QVector>
+
+QT_BEGIN_NAMESPACE
+class QTableWidget;
+QT_END_NAMESPACE
+
+class AutoCountManager;
+
+/// One row of the filter dialog: a data type by display name and its range.
+struct FilterRange
+{
+    QString name;
+    bool enabled = false;
+    double minValue = 0.0;
+    double maxValue = 0.0;
+};
+
+/**
+ * @brief Which measurements select the objects, and their inclusive ranges,
+ * for every data type of the catalogue.
+ */
+class FilterDialog : public QDialog
+{
+    Q_OBJECT
+public:
+    explicit FilterDialog(AutoCountManager* manager, QWidget* parent = nullptr);
+
+    void SetRanges(const QVector<FilterRange>& ranges);
+    QVector<FilterRange> Ranges() const;
+
+    /// The module's current ranges, one per catalogue name, in type order.
+    static QVector<FilterRange> CurrentRanges();
+    /// Writes @p ranges into the module (enable or disable, then the limits).
+    static void Apply(AutoCountManager* manager, const QVector<FilterRange>& ranges);
+
+private:
+    AutoCountManager* manager_;
+    QTableWidget* table_;
+};

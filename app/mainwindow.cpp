@@ -1,0 +1,468 @@
+#include "mainwindow.h"
+
+#include "calibration.h"
+#include "calibrationdialog.h"
+#include "camerasource.h"
+#include "countingsession.h"
+#include "filterdialog.h"
+#include "imagecanvas.h"
+#include "imageloader.h"
+#include "imageview.h"
+#include "recentfiles.h"
+#include "refinementhistory.h"
+#include "resultexport.h"
+#include "resultspanel.h"
+#include "steppanel.h"
+#include "targetappearancedialog.h"
+
+#include "autocount/autocountmanager.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGraphicsScene>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QScrollArea>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QUndoStack>
+#include <QUrl>
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), view_(new ImageView), camera_(new CameraSource(this)),
+      stepLabel_(new QLabel), countLabel_(new QLabel), zoomLabel_(new QLabel)
+{
+    setObjectName("mainWindow");
+    setWindowTitle(tr("AutoCount Studio"));
+    setAcceptDrops(true);
+
+    // The counting module maps mouse positions through the scene's parent view.
+    view_->setObjectName("imageView");
+    scene_ = new QGraphicsScene(view_);
+    view_->setScene(scene_);
+    setCentralWidget(view_);
+    canvas_ = new ImageCanvas(scene_, this);
+    session_ = new CountingSession(view_, canvas_, this);
+    view_->SetMouseTarget(session_);
+
+    steps_ = new StepPanel(session_);
+    steps_->setObjectName("stepPanel");
+    auto* scroll = new QScrollArea;
+    scroll->setWidget(steps_);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    dock_ = new QDockWidget(tr("Counting"), this);
+    dock_->setObjectName("countingDock");
+    dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    dock_->setWidget(scroll);
+    dock_->setMinimumWidth(380);
+    addDockWidget(Qt::RightDockWidgetArea, dock_);
+
+    stepLabel_->setObjectName("statusStep");
+    countLabel_->setObjectName("statusCount");
+    zoomLabel_->setObjectName("statusZoom");
+    statusBar()->addWidget(stepLabel_, 1);
+    statusBar()->addPermanentWidget(countLabel_);
+    statusBar()->addPermanentWidget(zoomLabel_);
+
+    CreateActions();
+    CreateMenus();
+
+    connect(session_, &CountingSession::stepChanged, this, &MainWindow::UpdateState);
+    connect(session_, &CountingSession::automaticCutRunning, this, [this](bool running) {
+        UpdateState();
+        if (running)
+            statusBar()->showMessage(tr("Separating touching objects…"));
+        else
+            statusBar()->clearMessage();
+    });
+    connect(session_, &CountingSession::automaticCutFinished, this, [this] {
+        if (closePending_)
+            close();
+    });
+    connect(session_, &CountingSession::resultsChanged, this, &MainWindow::UpdateResults);
+    connect(steps_, &StepPanel::startRequested, this, &MainWindow::StartCounting);
+    ResultsPanel* results = steps_->Results();
+    connect(results, &ResultsPanel::filterRequested, this, &MainWindow::ShowFilterDialog);
+    connect(results, &ResultsPanel::appearanceRequested, this, &MainWindow::ShowAppearanceDialog);
+    connect(results, &ResultsPanel::exportReportRequested, this, &MainWindow::ExportReportDialog);
+    connect(results, &ResultsPanel::exportImageRequested, this, &MainWindow::ExportImageDialog);
+    connect(view_, &ImageView::zoomChanged, this,
+            [this](double zoom) { zoomLabel_->setText(tr("%1%").arg(qRound(zoom * 100.0))); });
+    connect(view_, &ImageView::filesDropped, this,
+            [this](const QStringList& paths) { OpenImage(paths.first()); });
+    connect(camera_, &CameraSource::availableChanged, captureAction_, &QAction::setEnabled);
+    connect(camera_, &CameraSource::frameCaptured, this,
+            [this](const cv::Mat& frame) { SetImage(frame, tr("Camera frame")); });
+    connect(camera_, &CameraSource::captureFailed, this, &MainWindow::ShowError);
+
+    QSettings settings;
+    if (!restoreGeometry(settings.value("window/geometry").toByteArray()))
+        resize(1280, 800);
+    restoreState(settings.value("window/state").toByteArray());
+
+    // Tests and scripted runs may leave the camera alone.
+    if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_NO_CAMERA"))
+        camera_->Probe();
+    UpdateState();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::CreateActions()
+{
+    auto make = [this](const QString& text, const QKeySequence& key, const QString& tip) {
+        auto* action = new QAction(text, this);
+        if (!key.isEmpty())
+            action->setShortcut(key);
+        action->setToolTip(tip);
+        action->setStatusTip(tip);
+        addAction(action);
+        return action;
+    };
+    openAction_ = make(tr("&Open…"), QKeySequence::Open, tr("Open an image"));
+    captureAction_ = make(tr("&Capture from Camera"), QKeySequence(tr("Ctrl+Shift+C")),
+                          tr("Take a picture with the camera"));
+    captureAction_->setEnabled(false);
+    exportReportAction_ = make(tr("Export &Report…"), QKeySequence(tr("Ctrl+E")),
+                               tr("Save the counting report as a spreadsheet"));
+    exportImageAction_ = make(tr("Export &Image…"), QKeySequence(tr("Ctrl+Shift+E")),
+                              tr("Save the image with the numbered outlines as PNG"));
+    quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
+
+    undoAction_ =
+        make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")), tr("Undo the last refinement or cut"));
+    redoAction_ = make(tr("&Redo"), QKeySequence(tr("Ctrl+Shift+Z")),
+                       tr("Redo the refinement or cut undone last"));
+    QUndoStack* stack = session_->History()->Stack();
+    connect(undoAction_, &QAction::triggered, stack, &QUndoStack::undo);
+    connect(redoAction_, &QAction::triggered, stack, &QUndoStack::redo);
+    connect(stack, &QUndoStack::indexChanged, this, &MainWindow::UpdateUndo);
+    connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::UpdateUndo);
+
+    zoomInAction_ = make(tr("Zoom &In"), QKeySequence::ZoomIn, tr("Enlarge the image"));
+    zoomOutAction_ = make(tr("Zoom &Out"), QKeySequence::ZoomOut, tr("Reduce the image"));
+    fitAction_ = make(tr("&Fit to Window"), QKeySequence(tr("Ctrl+0")), tr("Show the whole image"));
+    actualSizeAction_ = make(tr("&Actual Size"), QKeySequence(tr("Ctrl+1")),
+                             tr("One screen pixel per image pixel"));
+
+    startAction_ = make(tr("&Start Counting"), QKeySequence(Qt::Key_F5),
+                        tr("Count the objects of the image shown"));
+    backAction_ = make(tr("&Back"), QKeySequence(tr("Alt+Left")), tr("Previous step"));
+    nextAction_ = make(tr("&Next"), QKeySequence(tr("Alt+Right")), tr("Next step"));
+    finishAction_ =
+        make(tr("&Finish"), QKeySequence(tr("Ctrl+Return")), tr("End counting, keep the results"));
+    cancelAction_ = make(tr("&Cancel Counting"), QKeySequence(), tr("End counting, drop results"));
+    filterAction_ = make(tr("&Filter…"), QKeySequence(tr("Ctrl+F")), tr("Object filter ranges"));
+    appearanceAction_ = make(tr("&Appearance…"), QKeySequence(),
+                             tr("Font, colours and width of outlines and numbers"));
+    calibrationAction_ = make(tr("Ca&libration…"), QKeySequence(tr("Ctrl+K")),
+                              tr("Scale and unit of the measurements"));
+    aboutAction_ = make(tr("&About AutoCount Studio"), QKeySequence(), QString());
+
+    connect(openAction_, &QAction::triggered, this, &MainWindow::OpenDialog);
+    connect(captureAction_, &QAction::triggered, camera_, &CameraSource::Capture);
+    connect(exportReportAction_, &QAction::triggered, this, &MainWindow::ExportReportDialog);
+    connect(exportImageAction_, &QAction::triggered, this, &MainWindow::ExportImageDialog);
+    connect(quitAction_, &QAction::triggered, this, &QWidget::close);
+    connect(zoomInAction_, &QAction::triggered, view_, &ImageView::ZoomIn);
+    connect(zoomOutAction_, &QAction::triggered, view_, &ImageView::ZoomOut);
+    connect(fitAction_, &QAction::triggered, view_, &ImageView::ZoomToFit);
+    connect(actualSizeAction_, &QAction::triggered, view_, &ImageView::ZoomToActualSize);
+    connect(startAction_, &QAction::triggered, this, &MainWindow::StartCounting);
+    connect(backAction_, &QAction::triggered, session_, &CountingSession::Back);
+    connect(nextAction_, &QAction::triggered, session_, &CountingSession::Next);
+    connect(finishAction_, &QAction::triggered, session_, &CountingSession::Finish);
+    connect(cancelAction_, &QAction::triggered, session_, &CountingSession::Cancel);
+    connect(filterAction_, &QAction::triggered, this, &MainWindow::ShowFilterDialog);
+    connect(appearanceAction_, &QAction::triggered, this, &MainWindow::ShowAppearanceDialog);
+    connect(calibrationAction_, &QAction::triggered, this, &MainWindow::ShowCalibrationDialog);
+    connect(aboutAction_, &QAction::triggered, this, [this] {
+        QMessageBox::about(this, tr("About AutoCount Studio"),
+                           tr("<b>AutoCount Studio</b> %1<br>Counts and measures objects in "
+                              "microscope images.")
+                               .arg(QApplication::applicationVersion()));
+    });
+}
+
+void MainWindow::CreateMenus()
+{
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    file->addAction(openAction_);
+    QMenu* recentMenu = file->addMenu(tr("Open &Recent"));
+    recent_ = new RecentFiles(recentMenu, this);
+    connect(recent_, &RecentFiles::openRequested, this, &MainWindow::OpenImage);
+    file->addAction(captureAction_);
+    file->addSeparator();
+    file->addAction(exportReportAction_);
+    file->addAction(exportImageAction_);
+    file->addSeparator();
+    file->addAction(quitAction_);
+
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    edit->addAction(undoAction_);
+    edit->addAction(redoAction_);
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    view->addAction(zoomInAction_);
+    view->addAction(zoomOutAction_);
+    view->addAction(fitAction_);
+    view->addAction(actualSizeAction_);
+    view->addSeparator();
+    view->addAction(dock_->toggleViewAction());
+
+    QMenu* count = menuBar()->addMenu(tr("&Count"));
+    count->addAction(startAction_);
+    count->addAction(backAction_);
+    count->addAction(nextAction_);
+    count->addAction(finishAction_);
+    count->addAction(cancelAction_);
+    count->addSeparator();
+    count->addAction(filterAction_);
+    count->addAction(appearanceAction_);
+    count->addAction(calibrationAction_);
+
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    help->addAction(aboutAction_);
+}
+
+bool MainWindow::OpenImage(const QString& path)
+{
+    if (session_->IsAutoCutRunning()) {
+        ShowError(tr("Please wait until the automatic cut has finished."));
+        return false;
+    }
+    QString error;
+    const cv::Mat image = ImageLoader::Load(path, &error);
+    if (image.empty()) {
+        ShowError(error);
+        return false;
+    }
+    imagePath_ = QFileInfo(path).absoluteFilePath();
+    recent_->Add(imagePath_);
+    SetImage(image, QFileInfo(path).fileName());
+    return true;
+}
+
+void MainWindow::SetImage(const cv::Mat& image, const QString& title)
+{
+    const cv::Mat bgr = ImageLoader::ToBgr8(image);
+    if (bgr.empty() || session_->IsAutoCutRunning())
+        return;
+    // The previous run is dropped before the picture changes under it.
+    if (session_->Step() != AutoCountManager::STEP_ENDED)
+        session_->Cancel();
+    else
+        session_->Manager()->DeleteTargetItem();
+    canvas_->SetImage(bgr);
+    setWindowTitle(tr("%1 – AutoCount Studio").arg(title));
+    view_->ZoomToFit();
+    statusBar()->showMessage(tr("%1: %2 × %3 pixels").arg(title).arg(bgr.cols).arg(bgr.rows), 5000);
+    StartCounting();
+}
+
+void MainWindow::StartCounting()
+{
+    if (session_->Step() != AutoCountManager::STEP_ENDED)
+        session_->Cancel();
+    session_->Start();
+    UpdateState();
+}
+
+void MainWindow::OpenDialog()
+{
+    QSettings settings;
+    const QString folder =
+        settings
+            .value("lastFolder", QStandardPaths::writableLocation(QStandardPaths::PicturesLocation))
+            .toString();
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open Image"), folder,
+                                                      ImageLoader::FileDialogFilter());
+    if (path.isEmpty())
+        return;
+    settings.setValue("lastFolder", QFileInfo(path).absolutePath());
+    OpenImage(path);
+}
+
+bool MainWindow::ExportReport(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteReport(session_->Manager(), path, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Report saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteAnnotatedImage(scene_, path, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Image saved to %1").arg(path), 5000);
+    return true;
+}
+
+void MainWindow::ExportReportDialog()
+{
+    const QString base =
+        imagePath_.isEmpty() ? QStringLiteral("count") : QFileInfo(imagePath_).completeBaseName();
+    const QString folder = imagePath_.isEmpty() ? QString() : QFileInfo(imagePath_).absolutePath();
+    QString path = QFileDialog::getSaveFileName(
+        this, tr("Export Report"), QDir(folder).filePath(base + QStringLiteral("-count.xlsx")),
+        tr("Spreadsheets (*.xlsx)"));
+    if (path.isEmpty())
+        return;
+    if (QFileInfo(path).suffix().isEmpty())
+        path += QStringLiteral(".xlsx");
+    ExportReport(path);
+}
+
+void MainWindow::ExportImageDialog()
+{
+    const QString base =
+        imagePath_.isEmpty() ? QStringLiteral("count") : QFileInfo(imagePath_).completeBaseName();
+    const QString folder = imagePath_.isEmpty() ? QString() : QFileInfo(imagePath_).absolutePath();
+    QString path = QFileDialog::getSaveFileName(
+        this, tr("Export Image"), QDir(folder).filePath(base + QStringLiteral("-count.png")),
+        tr("PNG images (*.png)"));
+    if (path.isEmpty())
+        return;
+    if (QFileInfo(path).suffix().isEmpty())
+        path += QStringLiteral(".png");
+    ExportAnnotatedImage(path);
+}
+
+void MainWindow::ShowFilterDialog()
+{
+    FilterDialog dialog(session_->Manager(), this);
+    dialog.SetRanges(FilterDialog::CurrentRanges());
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    FilterDialog::Apply(session_->Manager(), dialog.Ranges());
+    if (session_->Step() == AutoCountManager::STEP_RESULTS)
+        session_->Refilter();
+}
+
+void MainWindow::ShowAppearanceDialog()
+{
+    TargetAppearanceDialog dialog(session_->Manager(), this);
+    dialog.exec();
+}
+
+void MainWindow::ShowCalibrationDialog()
+{
+    CalibrationDialog dialog(Calibration::Load(), this);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const Calibration calibration = dialog.Value();
+    calibration.Save();
+    calibration.Apply();
+    UpdateResults();
+}
+
+void MainWindow::UpdateState()
+{
+    const int step = session_->Step();
+    const bool idle = !session_->IsAutoCutRunning();
+    const bool results = step == AutoCountManager::STEP_RESULTS;
+    steps_->Refresh();
+    static const char* const names[] = {
+        QT_TR_NOOP("Not counting"),
+        QT_TR_NOOP("Step 1: draw the regions to count in"),
+        QT_TR_NOOP("Step 2: set the threshold"),
+        QT_TR_NOOP("Step 3: separate touching objects"),
+        QT_TR_NOOP("Step 4: results"),
+    };
+    stepLabel_->setText(tr(names[step >= 0 && step <= 4 ? step : 0]));
+    openAction_->setEnabled(idle);
+    startAction_->setEnabled(idle && canvas_->HasImage());
+    backAction_->setEnabled(idle && step > 1 && step <= 4);
+    nextAction_->setEnabled(idle && step >= 1 && step < 4);
+    finishAction_->setEnabled(idle && results);
+    cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
+    exportReportAction_->setEnabled(idle && results);
+    exportImageAction_->setEnabled(idle && canvas_->HasImage());
+    filterAction_->setEnabled(idle);
+    calibrationAction_->setEnabled(idle);
+    UpdateUndo();
+    UpdateResults();
+}
+
+void MainWindow::UpdateUndo()
+{
+    // Undo and redo belong to the refinement and cut steps.
+    const int step = session_->Step();
+    const bool editing = !session_->IsAutoCutRunning() && (step == AutoCountManager::STEP_SEGMENT ||
+                                                           step == AutoCountManager::STEP_SEPARATE);
+    const QUndoStack* stack = session_->History()->Stack();
+    undoAction_->setEnabled(editing && stack->canUndo());
+    redoAction_->setEnabled(editing && stack->canRedo());
+    undoAction_->setText(stack->canUndo() ? tr("&Undo %1").arg(stack->undoText()) : tr("&Undo"));
+    redoAction_->setText(stack->canRedo() ? tr("&Redo %1").arg(stack->redoText()) : tr("&Redo"));
+}
+
+void MainWindow::UpdateResults()
+{
+    if (session_->Step() == AutoCountManager::STEP_RESULTS) {
+        steps_->Results()->Refresh();
+        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
+    } else if (session_->Step() == AutoCountManager::STEP_ENDED && session_->ObjectCount() > 0) {
+        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
+    } else {
+        countLabel_->clear();
+    }
+}
+
+void MainWindow::ShowError(const QString& message)
+{
+    statusBar()->showMessage(message, 8000);
+    if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_QUIET"))
+        QMessageBox::warning(this, tr("AutoCount Studio"), message);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event)
+{
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) {
+            event->acceptProposedAction();
+            OpenImage(url.toLocalFile());
+            return;
+        }
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (session_->IsAutoCutRunning()) {
+        // A running cut is never killed: the window closes when it ends.
+        closePending_ = true;
+        statusBar()->showMessage(tr("Closing when the automatic cut has finished…"));
+        event->ignore();
+        return;
+    }
+    QSettings settings;
+    settings.setValue("window/geometry", saveGeometry());
+    settings.setValue("window/state", saveState());
+    CountingSession::StopCutThread();
+    event->accept();
+}

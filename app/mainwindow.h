@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QMainWindow>
+
+#include <opencv2/core.hpp>
+
+QT_BEGIN_NAMESPACE
+class QAction;
+class QDockWidget;
+class QGraphicsScene;
+class QLabel;
+QT_END_NAMESPACE
+
+class CameraSource;
+class CountingSession;
+class ImageCanvas;
+class ImageView;
+class RecentFiles;
+class StepPanel;
+
+/**
+ * @brief AutoCount Studio's main window: the image view, the step panel,
+ * menus, shortcuts and the status bar.
+ */
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    /// Opens @p path; on failure tells the user and keeps the current image.
+    bool OpenImage(const QString& path);
+    /// Shows @p image (converted to 8-bit BGR) under @p title and starts counting.
+    void SetImage(const cv::Mat& image, const QString& title);
+
+    /// Writes the report to @p path; false (and a message box unless quiet) on failure.
+    bool ExportReport(const QString& path, bool quiet = false);
+    bool ExportAnnotatedImage(const QString& path, bool quiet = false);
+
+    ImageView* View() const { return view_; }
+    CountingSession* Session() const { return session_; }
+    StepPanel* Steps() const { return steps_; }
+    QGraphicsScene* Scene() const { return scene_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void CreateActions();
+    void CreateMenus();
+    void OpenDialog();
+    void ExportReportDialog();
+    void ExportImageDialog();
+    void ShowFilterDialog();
+    void ShowAppearanceDialog();
+    void ShowCalibrationDialog();
+    void StartCounting();
+    void UpdateState();
+    void UpdateResults();
+    void UpdateUndo();
+    void ShowError(const QString& message);
+
+    QGraphicsScene* scene_;
+    ImageView* view_;
+    ImageCanvas* canvas_;
+    CountingSession* session_;
+    StepPanel* steps_;
+    QDockWidget* dock_;
+    RecentFiles* recent_ = nullptr;
+    CameraSource* camera_;
+    QLabel* stepLabel_;
+    QLabel* countLabel_;
+    QLabel* zoomLabel_;
+    QString imagePath_;
+    bool closePending_ = false;
+
+    QAction* openAction_ = nullptr;
+    QAction* captureAction_ = nullptr;
+    QAction* exportReportAction_ = nullptr;
+    QAction* exportImageAction_ = nullptr;
+    QAction* quitAction_ = nullptr;
+    QAction* undoAction_ = nullptr;
+    QAction* redoAction_ = nullptr;
+    QAction* zoomInAction_ = nullptr;
+    QAction* zoomOutAction_ = nullptr;
+    QAction* fitAction_ = nullptr;
+    QAction* actualSizeAction_ = nullptr;
+    QAction* startAction_ = nullptr;
+    QAction* backAction_ = nullptr;
+    QAction* nextAction_ = nullptr;
+    QAction* finishAction_ = nullptr;
+    QAction* cancelAction_ = nullptr;
+    QAction* filterAction_ = nullptr;
+    QAction* appearanceAction_ = nullptr;
+    QAction* calibrationAction_ = nullptr;
+    QAction* aboutAction_ = nullptr;
+};

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+QT_BEGIN_NAMESPACE
+class QUndoStack;
+QT_END_NAMESPACE
+
+class AutoCountManager;
+
+/// One operation on the binary image after segmentation.
+struct RefinementOperation
+{
+    enum Kind
+    {
+        MORPHOLOGY, ///< MorphologyOperation(morphology)
+        FILL_HOLES, ///< FillHole()
+        AUTO_CUT,   ///< the automatic cut; its result is kept, the cut is slow
+        MANUAL_CUT, ///< a cut along cutLine
+        MERGE,      ///< closing of small gaps
+    };
+    Kind kind = MORPHOLOGY;
+    int morphology = 0;
+    std::vector<cv::Point> cutLine;
+    cv::Mat cutResult;
+
+    /// The text of the Undo and Redo actions for this operation.
+    QString Text() const;
+};
+
+/**
+ * @brief Undo and redo of refinement and cut operations.
+ *
+ * The counting module's operations are deterministic, so the history keeps
+ * only the operations since the last segmentation: undo segments the image
+ * again and replays the operations that stay; redo applies the next one. The
+ * automatic cut is recorded with its result, which is put back rather than
+ * recomputed.
+ */
+class RefinementHistory : public QObject
+{
+    Q_OBJECT
+public:
+    explicit RefinementHistory(AutoCountManager* manager, QObject* parent = nullptr);
+
+    QUndoStack* Stack() const { return stack_; }
+
+    /// The binary image was segmented afresh: forget every operation.
+    void Reset();
+    /// Records @p operation, which has just been applied to the binary image.
+    void Record(const RefinementOperation& operation);
+    /// Number of operations applied since the last segmentation.
+    int AppliedCount() const;
+
+    /// Applies @p operation to the manager's binary image and shows it.
+    static void Apply(AutoCountManager* manager, const RefinementOperation& operation);
+
+    /// Segments again and applies the first @p count recorded operations.
+    void ReplayTo(int count);
+    /// Applies recorded operation @p position on top of the current image.
+    void ApplyAt(int position);
+
+signals:
+    /// The binary image was rebuilt by undo or redo.
+    void replayed();
+
+private:
+    AutoCountManager* manager_;
+    QUndoStack* stack_;
+    std::vector<RefinementOperation> operations_;
+};
