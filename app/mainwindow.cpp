@@ -116,7 +116,13 @@ MainWindow::MainWindow(QWidget* parent)
     UpdateState();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow()
+{
+    // The undo stack goes with the session, among this window's children, after
+    // the window itself is gone; the indexChanged it sends as it clears itself
+    // must not reach this window any more.
+    session_->History()->Stack()->disconnect(this);
+}
 
 void MainWindow::CreateActions()
 {
