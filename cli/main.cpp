@@ -1,52 +1,161 @@
-// autocount: drives the counting module without a window.
-// For now it takes an image through the start and the end of a counting run
-// and reports what the module captured.
+// autocount: counts the objects in microscope images from the command line,
+// one image or batches of thousands, by driving the counting module as a
+// host application does.
 
-#include "autocount/autocountmanager.h"
-#include "host/displaycanvas.h"
+#include "batchplan.h"
+#include "batchrunner.h"
+#include "commandline.h"
+#include "countrun.h"
+#include "imageloader.h"
+#include "outputwriters.h"
+#include "progressbar.h"
 
 #include <QApplication>
-#include <QGraphicsScene>
-#include <QGraphicsView>
-#include <QTextStream>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
 
-#include <opencv2/imgcodecs.hpp>
+#include <cstdio>
+
+namespace {
+
+/// The module writes its diagnostics to Qt's debug output; the tool shows
+/// them only when AUTOCOUNT_DEBUG is set, and always shows critical ones.
+void FilterMessages(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    static const bool verbose = !qEnvironmentVariableIsEmpty("AUTOCOUNT_DEBUG");
+    if (verbose || type == QtCriticalMsg || type == QtFatalMsg)
+        std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+}
+
+void PrintError(const QString& text)
+{
+    std::fprintf(stderr, "autocount: %s\n", text.toLocal8Bit().constData());
+}
+
+int Usage(const UsageError& error)
+{
+    const QString where = error.option().isEmpty() ? QString() : error.option() + ": ";
+    std::fprintf(stderr, "autocount: %s%s\n", where.toLocal8Bit().constData(),
+                 error.message().toLocal8Bit().constData());
+    std::fprintf(stderr, "usage: autocount count [options] [IMAGE|FOLDER ...]\n"
+                         "Try 'autocount count --help' for the options.\n");
+    return 2;
+}
+
+/// The bundled sample: installed beside the program, or in the source tree
+/// the program was built from.
+QString SamplePath()
+{
+    const QString program = QCoreApplication::applicationDirPath();
+    const QStringList candidates = {
+        program + QStringLiteral("/../share/autocount/samples/cells.png"),
+        program + QStringLiteral("/../samples/cells.png"),
+        QStringLiteral(AUTOCOUNT_SOURCE_DIR "/samples/cells.png"),
+    };
+    for (const QString& candidate : candidates)
+        if (QFileInfo::exists(candidate))
+            return QDir::cleanPath(candidate);
+    return QString();
+}
+
+bool WriteOrReport(const QString& path, const QByteArray& data)
+{
+    QString error;
+    if (outputs::WriteAtomically(path, data, &error))
+        return true;
+    PrintError(QStringLiteral("%1: %2").arg(path, error));
+    return false;
+}
+
+int Run(CommandLine c)
+{
+    if (!c.outputs.saveSettings.isEmpty()) {
+        if (!WriteOrReport(c.outputs.saveSettings, outputs::SettingsFile(c.settings)))
+            return 1;
+        if (c.inputs.isEmpty())
+            return 0;
+    }
+
+    if (c.inputs.isEmpty()) {
+        const QString sample = SamplePath();
+        if (sample.isEmpty()) {
+            PrintError(QStringLiteral("the bundled sample samples/cells.png was not found"));
+            return 1;
+        }
+        c.inputs << sample;
+        // The sample run shows everything the tool makes, unless told otherwise.
+        if (c.outputs.report.isEmpty() && c.outputs.annotated.isEmpty() &&
+            c.outputs.table.isEmpty() && c.outputs.summary.isEmpty() && !c.json) {
+            c.outputs.report = QStringLiteral("autocount-sample/report.xlsx");
+            c.outputs.annotated = QStringLiteral("autocount-sample/annotated.png");
+        }
+    }
+
+    QStringList problems;
+    const QStringList files = batchplan::ExpandInputs(c.inputs, &problems);
+    const QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
+    for (const QString& problem : problems)
+        PrintError(problem);
+    bool failed = !problems.isEmpty();
+
+    // With --json the results own stdout; the lines go to stderr.
+    std::FILE* lines = c.json ? stderr : stdout;
+    ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
+    BatchRunner runner(c.settings, c.jobs);
+    const QList<ImageResult> results =
+        runner.Run(items, [&](int position, const ImageResult& result) {
+            if (result.ok())
+                progress.PrintLine(lines, imageresult::SummaryLine(result));
+            else
+                progress.PrintLine(
+                    stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
+            for (const QString& error : result.outputErrors)
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+            progress.Update(position + 1);
+        });
+    progress.Finish();
+    StopCutWorker();
+
+    for (const ImageResult& result : results)
+        failed = failed || !result.complete();
+    if (!c.outputs.summary.isEmpty()) {
+        const QStringList names = countrun::EnabledTypeNames(c.settings);
+        failed = !WriteOrReport(c.outputs.summary, outputs::SummaryCsv(results, names)) || failed;
+    }
+    if (c.json) {
+        const QByteArray json = outputs::JsonDocument(results, c.settings);
+        std::fwrite(json.constData(), 1, json.size(), stdout);
+    }
+    return failed ? 1 : 0;
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler(FilterMessages);
     QApplication app(argc, argv);
-    QTextStream out(stdout);
-    QTextStream err(stderr);
+    QCoreApplication::setApplicationName(QStringLiteral("autocount"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(AUTOCOUNT_VERSION));
+    InstallModuleFormatConversion();
 
-    const QStringList args = app.arguments();
-    if (args.size() < 2 || args[1] != "count") {
-        err << "usage: autocount count [IMAGE]\n";
-        return 2;
+    try {
+        const CommandLine c = commandline::Parse(app.arguments());
+        if (c.help) {
+            std::fputs(commandline::HelpText().toLocal8Bit().constData(), stdout);
+            return 0;
+        }
+        if (c.version) {
+            std::printf("autocount %s\n", AUTOCOUNT_VERSION);
+            return 0;
+        }
+        if (c.worker)
+            return ServeWorkerRequests(c.settings, stdin, stdout);
+        return Run(c);
+    } catch (const UsageError& error) {
+        return Usage(error);
     }
-    const QString path = args.size() > 2 ? args[2] : QString(AUTOCOUNT_SAMPLE_IMAGE);
-    cv::Mat image = cv::imread(path.toStdString(), cv::IMREAD_COLOR);
-    if (image.empty()) {
-        err << "autocount: " << path << ": cannot read image\n";
-        return 1;
-    }
-
-    QGraphicsView view;
-    auto* scene = new QGraphicsScene(&view);
-    view.setScene(scene);
-    RecordingCanvas canvas;
-    canvas.SetImage(image);
-
-    AutoCountManager manager;
-    manager.SetDisplayCanvas(&canvas);
-    manager.SetScene(scene);
-    manager.Init();
-    manager.SetAutoCountStep(AutoCountManager::STEP_REGION);
-    const cv::Mat source = manager.GetSourceImage();
-    manager.SetAutoCountStep(AutoCountManager::STEP_ENDED);
-
-    out << path << ": captured " << source.cols << "x" << source.rows << ", " << source.channels()
-        << " channels\n";
-    return 0;
 }

@@ -1,0 +1,138 @@
+#include "batchplan.h"
+
+#include "imageloader.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QSet>
+
+#include <algorithm>
+
+namespace batchplan {
+
+namespace {
+
+bool IsImageName(const QString& name)
+{
+    const QString suffix = QFileInfo(name).suffix().toLower();
+    for (const char* known : kImageSuffixes)
+        if (suffix == QLatin1String(known))
+            return true;
+    return false;
+}
+
+/// A path in a form that two spellings of the same file share.
+QString Identity(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    if (!canonical.isEmpty())
+        return canonical;
+    // Not there yet: resolve the folder, which may exist.
+    const QString folder = info.absoluteDir().canonicalPath();
+    return folder.isEmpty() ? QDir::cleanPath(info.absoluteFilePath())
+                            : folder + QLatin1Char('/') + info.fileName();
+}
+
+} // namespace
+
+QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
+{
+    QStringList files;
+    for (const QString& argument : arguments) {
+        const QFileInfo info(argument);
+        if (!info.isDir()) {
+            files << argument;
+            continue;
+        }
+        QStringList names = QDir(argument).entryList(QDir::Files | QDir::Readable);
+        names.erase(std::remove_if(names.begin(), names.end(),
+                                   [](const QString& name) { return !IsImageName(name); }),
+                    names.end());
+        // Plain code-point order: the same on every machine, whatever the locale.
+        std::sort(names.begin(), names.end());
+        if (names.isEmpty() && problems)
+            *problems << QStringLiteral("%1: no image files").arg(argument);
+        const QDir folder(argument);
+        for (const QString& name : names)
+            files << QDir::cleanPath(folder.filePath(name));
+    }
+    return files;
+}
+
+QPair<int, int> ParseShard(const QString& text)
+{
+    const QStringList parts = text.split(QLatin1Char('/'));
+    bool okIndex = false;
+    bool okCount = false;
+    const int index = parts.value(0).toInt(&okIndex);
+    const int count = parts.value(1).toInt(&okCount);
+    if (parts.size() != 2 || !okIndex || !okCount || count < 1 || index < 1 || index > count)
+        throw UsageError(QStringLiteral("--shard"),
+                         QStringLiteral("expected I/N with 1 ≤ I ≤ N, got '%1'").arg(text));
+    return {index, count};
+}
+
+QString ExpandPattern(const QString& pattern, const QString& file, int index)
+{
+    QString path = pattern;
+    path.replace(QLatin1String("{stem}"), QFileInfo(file).completeBaseName());
+    path.replace(QLatin1String("{index}"), QString::number(index));
+    return path;
+}
+
+QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QPair<int, int> shard)
+{
+    const bool several = files.size() > 1;
+    const QList<QPair<QString, QString>> patterns = {
+        {QStringLiteral("--report"), request.report},
+        {QStringLiteral("--annotated"), request.annotated},
+        {QStringLiteral("--table"), request.table}};
+    for (const auto& pattern : patterns)
+        if (several && !pattern.second.isEmpty() &&
+            !pattern.second.contains(QLatin1String("{stem}")) &&
+            !pattern.second.contains(QLatin1String("{index}")))
+            throw UsageError(pattern.first,
+                             QStringLiteral("with several images the path needs {stem} or "
+                                            "{index}, e.g. out/{stem}.xlsx"));
+
+    QSet<QString> inputs;
+    for (const QString& file : files)
+        inputs.insert(Identity(file));
+
+    // Which option claimed each output file, over the whole list, so that a
+    // clash is found whichever shard runs.
+    QHash<QString, QString> claimed;
+    auto claim = [&](const QString& option, const QString& path, const QString& file) {
+        if (path.isEmpty())
+            return;
+        const QString id = Identity(path);
+        if (inputs.contains(id))
+            throw UsageError(option, QStringLiteral("%1 would overwrite an input image").arg(path));
+        if (claimed.contains(id))
+            throw UsageError(option, QStringLiteral("%1 is written twice (%2 and %3)")
+                                         .arg(path, claimed.value(id), file));
+        claimed.insert(id, file.isEmpty() ? option : file);
+    };
+    claim(QStringLiteral("--summary"), request.summary, QString());
+    claim(QStringLiteral("--save-settings"), request.saveSettings, QString());
+
+    QList<BatchItem> items;
+    for (int i = 0; i < files.size(); ++i) {
+        BatchItem item;
+        item.file = files[i];
+        item.index = i + 1;
+        item.outputs.report = ExpandPattern(request.report, item.file, item.index);
+        item.outputs.annotated = ExpandPattern(request.annotated, item.file, item.index);
+        item.outputs.table = ExpandPattern(request.table, item.file, item.index);
+        claim(QStringLiteral("--report"), item.outputs.report, item.file);
+        claim(QStringLiteral("--annotated"), item.outputs.annotated, item.file);
+        claim(QStringLiteral("--table"), item.outputs.table, item.file);
+        if (i % shard.second == shard.first - 1)
+            items << item;
+    }
+    return items;
+}
+
+} // namespace batchplan

@@ -1,0 +1,55 @@
+#pragma once
+
+// From the command line's inputs to the list of images to count: folders
+// expanded, a shard picked, and every image's output paths worked out and
+// checked before any counting starts.
+
+#include "countrun.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+struct BatchItem
+{
+    QString file;  ///< as given, or folder path plus file name
+    int index = 0; ///< 1-based position in the whole input list (before sharding)
+    ImageOutputs outputs;
+};
+
+/// Output paths as given: per-image patterns and the batch-wide files.
+struct OutputRequest
+{
+    QString report; ///< may hold {stem} and {index}
+    QString annotated;
+    QString table;
+    QString summary; ///< one file for the batch
+    QString saveSettings;
+};
+
+namespace batchplan {
+
+/// Expands folders to their image files (png, jpg, jpeg, tif, tiff, bmp, any
+/// case), sorted by name; other arguments are kept as files. A folder without
+/// images is reported in @p problems as "FOLDER: no image files".
+QStringList ExpandInputs(const QStringList& arguments, QStringList* problems);
+
+/// Parses "I/N" (1 ≤ I ≤ N); throws UsageError naming --shard.
+QPair<int, int> ParseShard(const QString& text);
+
+/// The path of @p pattern for one image: {stem} becomes the file name without
+/// its last suffix, {index} the 1-based position in the whole input list.
+QString ExpandPattern(const QString& pattern, const QString& file, int index);
+
+/**
+ * @brief The items to count: shard @p shard (I, N) of @p files, with their
+ * outputs.
+ *
+ * Throws UsageError (naming the option) when a per-image pattern lacks
+ * {stem} or {index} while there are several inputs, when two images would
+ * write the same file, or when an output would overwrite an input.
+ */
+QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request,
+                      QPair<int, int> shard);
+
+} // namespace batchplan

@@ -1,0 +1,34 @@
+#pragma once
+
+// The command line of "autocount count": options, their checks, and the help.
+
+#include "batchplan.h"
+#include "countsettings.h"
+
+#include <QPair>
+#include <QString>
+#include <QStringList>
+
+struct CommandLine
+{
+    CountSettings settings;
+    QStringList inputs; ///< images and folders as given
+    OutputRequest outputs;
+    bool json = false;
+    int jobs = 1;
+    QPair<int, int> shard{1, 1};
+    bool worker = false; ///< hidden: count one image for a batch, JSON on stdout
+    bool help = false;
+    bool version = false;
+};
+
+namespace commandline {
+
+/// Parses the whole argument list (program name first). Throws UsageError
+/// naming the option for a bad option or value.
+CommandLine Parse(const QStringList& arguments);
+
+/// The text of --help: usage, every option, examples and how images are read.
+QString HelpText();
+
+} // namespace commandline

@@ -1,0 +1,310 @@
+#include "countsettings.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSet>
+
+#include <cmath>
+
+bool CountSettings::operator==(const CountSettings& o) const
+{
+    return rectangles == o.rectangles && polygons == o.polygons && mode == o.mode &&
+           channel == o.channel && low == o.low && high == o.high && morphology == o.morphology &&
+           fillHoles == o.fillHoles && cut == o.cut && keepBorder == o.keepBorder &&
+           defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
+           unit == o.unit;
+}
+
+namespace countsettings {
+
+const QStringList kModes = {"dark", "bright", "manual"};
+const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturation", "intensity"};
+const QStringList kMorphology = {"dilate", "erode", "open", "close"};
+const QStringList kCuts = {"auto", "merge", "none"};
+
+namespace {
+
+/// Comma-separated finite numbers; throws naming @p option.
+QList<double> Numbers(const QString& option, const QString& text)
+{
+    QList<double> numbers;
+    const QStringList parts = text.split(QLatin1Char(','));
+    for (const QString& part : parts) {
+        bool ok = false;
+        const double value = part.trimmed().toDouble(&ok);
+        if (!ok || !std::isfinite(value))
+            throw UsageError(option, QStringLiteral("'%1' is not a number").arg(part.trimmed()));
+        numbers << value;
+    }
+    return numbers;
+}
+
+std::optional<double> Bound(const QString& option, const QString& text)
+{
+    if (text.trimmed().isEmpty())
+        return std::nullopt;
+    bool ok = false;
+    const double value = text.trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(value))
+        throw UsageError(option, QStringLiteral("'%1' is not a number").arg(text.trimmed()));
+    return value;
+}
+
+QJsonValue BoundJson(const std::optional<double>& bound)
+{
+    return bound ? QJsonValue(*bound) : QJsonValue(QJsonValue::Null);
+}
+
+QString String(const QJsonValue& value, const QString& key, const QString& option)
+{
+    if (!value.isString())
+        throw UsageError(option, QStringLiteral("\"%1\" must be a string").arg(key));
+    return value.toString();
+}
+
+double Number(const QJsonValue& value, const QString& key, const QString& option)
+{
+    if (!value.isDouble())
+        throw UsageError(option, QStringLiteral("\"%1\" must be a number").arg(key));
+    return value.toDouble();
+}
+
+int Integer(const QJsonValue& value, const QString& key, const QString& option)
+{
+    const double number = Number(value, key, option);
+    if (number != std::floor(number) || std::abs(number) > 1e9)
+        throw UsageError(option, QStringLiteral("\"%1\" must be a whole number").arg(key));
+    return static_cast<int>(number);
+}
+
+bool Boolean(const QJsonValue& value, const QString& key, const QString& option)
+{
+    if (!value.isBool())
+        throw UsageError(option, QStringLiteral("\"%1\" must be true or false").arg(key));
+    return value.toBool();
+}
+
+QJsonArray Array(const QJsonValue& value, const QString& key, const QString& option)
+{
+    if (!value.isArray())
+        throw UsageError(option, QStringLiteral("\"%1\" must be a list").arg(key));
+    return value.toArray();
+}
+
+QList<double> NumberList(const QJsonValue& value, const QString& key, const QString& option)
+{
+    QList<double> numbers;
+    for (const QJsonValue& item : Array(value, key, option))
+        numbers << Number(item, key, option);
+    return numbers;
+}
+
+} // namespace
+
+QRectF ParseRect(const QString& option, const QString& text)
+{
+    const QList<double> n = Numbers(option, text);
+    if (n.size() != 4)
+        throw UsageError(option, QStringLiteral("expected x,y,w,h, got '%1'").arg(text));
+    if (n[2] <= 0 || n[3] <= 0)
+        throw UsageError(option,
+                         QStringLiteral("width and height must be positive in '%1'").arg(text));
+    return QRectF(n[0], n[1], n[2], n[3]);
+}
+
+QPolygonF ParsePolygon(const QString& option, const QString& text)
+{
+    const QList<double> n = Numbers(option, text);
+    if (n.size() % 2 != 0 || n.size() < 6)
+        throw UsageError(
+            option,
+            QStringLiteral("expected at least three points x1,y1,x2,y2,x3,y3, got '%1'").arg(text));
+    QPolygonF polygon;
+    for (int i = 0; i < n.size(); i += 2)
+        polygon << QPointF(n[i], n[i + 1]);
+    return polygon;
+}
+
+FilterSetting ParseFilter(const QString& option, const QString& text)
+{
+    FilterSetting filter;
+    const int equals = text.indexOf(QLatin1Char('='));
+    filter.name = (equals < 0 ? text : text.left(equals)).trimmed();
+    if (filter.name.isEmpty())
+        throw UsageError(option, QStringLiteral("expected NAME=MIN:MAX, got '%1'").arg(text));
+    if (equals >= 0) {
+        const QString range = text.mid(equals + 1);
+        const int colon = range.indexOf(QLatin1Char(':'));
+        if (colon < 0)
+            throw UsageError(option, QStringLiteral("expected NAME=MIN:MAX, got '%1'").arg(text));
+        filter.min = Bound(option, range.left(colon));
+        filter.max = Bound(option, range.mid(colon + 1));
+    }
+    return filter;
+}
+
+QString Choice(const QString& option, const QString& value, const QStringList& allowed)
+{
+    const QString lower = value.trimmed().toLower();
+    if (!allowed.contains(lower))
+        throw UsageError(
+            option,
+            QStringLiteral("'%1' is not one of %2").arg(value, allowed.join(QStringLiteral(", "))));
+    return lower;
+}
+
+void Validate(const CountSettings& s)
+{
+    Choice(QStringLiteral("--mode"), s.mode, kModes);
+    Choice(QStringLiteral("--channel"), s.channel, kChannels);
+    Choice(QStringLiteral("--cut"), s.cut, kCuts);
+    for (const QString& op : s.morphology)
+        Choice(QStringLiteral("--morph"), op, kMorphology);
+    if (s.low < 0 || s.low > 255)
+        throw UsageError(QStringLiteral("--low"), QStringLiteral("must be 0 to 255"));
+    if (s.high < 0 || s.high > 255)
+        throw UsageError(QStringLiteral("--high"), QStringLiteral("must be 0 to 255"));
+    if (s.mode == QLatin1String("manual") && s.low > s.high)
+        throw UsageError(
+            QStringLiteral("--low"),
+            QStringLiteral("the low bound %1 lies above the high bound %2").arg(s.low).arg(s.high));
+    if (!s.rectangles.isEmpty() && !s.polygons.isEmpty())
+        throw UsageError(QStringLiteral("--polygon"),
+                         QStringLiteral("rectangles and polygons cannot be combined"));
+    if (!(s.scale > 0) || !std::isfinite(s.scale))
+        throw UsageError(QStringLiteral("--scale"), QStringLiteral("must be a positive number"));
+    for (const FilterSetting& f : s.filters)
+        if (f.min && f.max && *f.min > *f.max)
+            throw UsageError(QStringLiteral("--filter"),
+                             QStringLiteral("%1: the minimum lies above the maximum").arg(f.name));
+}
+
+QJsonObject ToJson(const CountSettings& s)
+{
+    QJsonArray rectangles;
+    for (const QRectF& r : s.rectangles)
+        rectangles.append(QJsonArray{r.x(), r.y(), r.width(), r.height()});
+    QJsonArray polygons;
+    for (const QPolygonF& polygon : s.polygons) {
+        QJsonArray points;
+        for (const QPointF& p : polygon) {
+            points.append(p.x());
+            points.append(p.y());
+        }
+        polygons.append(points);
+    }
+    QJsonArray filters;
+    for (const FilterSetting& f : s.filters)
+        filters.append(
+            QJsonObject{{"name", f.name}, {"min", BoundJson(f.min)}, {"max", BoundJson(f.max)}});
+    return QJsonObject{
+        {"rectangles", rectangles},
+        {"polygons", polygons},
+        {"mode", s.mode},
+        {"channel", s.channel},
+        {"low", s.low},
+        {"high", s.high},
+        {"morphology", QJsonArray::fromStringList(s.morphology)},
+        {"fillHoles", s.fillHoles},
+        {"cut", s.cut},
+        {"keepBorder", s.keepBorder},
+        {"defaultFilters", s.defaultFilters},
+        {"filters", filters},
+        {"scale", s.scale},
+        {"unit", s.unit},
+    };
+}
+
+CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const QString& option)
+{
+    // Keys a results file adds beside the settings; they do not change a count.
+    static const QSet<QString> informational = {"image", "autocount"};
+    CountSettings s = base;
+    for (auto it = json.begin(); it != json.end(); ++it) {
+        const QString& key = it.key();
+        const QJsonValue& v = it.value();
+        if (key == QLatin1String("rectangles")) {
+            s.rectangles.clear();
+            for (const QJsonValue& item : Array(v, key, option)) {
+                const QList<double> n = NumberList(item, key, option);
+                if (n.size() != 4 || n[2] <= 0 || n[3] <= 0)
+                    throw UsageError(option, QStringLiteral("\"rectangles\" holds [x, y, w, h] "
+                                                            "with positive w and h"));
+                s.rectangles << QRectF(n[0], n[1], n[2], n[3]);
+            }
+        } else if (key == QLatin1String("polygons")) {
+            s.polygons.clear();
+            for (const QJsonValue& item : Array(v, key, option)) {
+                const QList<double> n = NumberList(item, key, option);
+                if (n.size() % 2 != 0 || n.size() < 6)
+                    throw UsageError(option, QStringLiteral("\"polygons\" holds lists of at "
+                                                            "least three x, y points"));
+                QPolygonF polygon;
+                for (int i = 0; i < n.size(); i += 2)
+                    polygon << QPointF(n[i], n[i + 1]);
+                s.polygons << polygon;
+            }
+        } else if (key == QLatin1String("mode")) {
+            s.mode = Choice(option, String(v, key, option), kModes);
+        } else if (key == QLatin1String("channel")) {
+            s.channel = Choice(option, String(v, key, option), kChannels);
+        } else if (key == QLatin1String("low")) {
+            s.low = Integer(v, key, option);
+        } else if (key == QLatin1String("high")) {
+            s.high = Integer(v, key, option);
+        } else if (key == QLatin1String("morphology")) {
+            s.morphology.clear();
+            for (const QJsonValue& item : Array(v, key, option))
+                s.morphology << Choice(option, String(item, key, option), kMorphology);
+        } else if (key == QLatin1String("fillHoles")) {
+            s.fillHoles = Boolean(v, key, option);
+        } else if (key == QLatin1String("cut")) {
+            s.cut = Choice(option, String(v, key, option), kCuts);
+        } else if (key == QLatin1String("keepBorder")) {
+            s.keepBorder = Boolean(v, key, option);
+        } else if (key == QLatin1String("defaultFilters")) {
+            s.defaultFilters = Boolean(v, key, option);
+        } else if (key == QLatin1String("filters")) {
+            s.filters.clear();
+            for (const QJsonValue& item : Array(v, key, option)) {
+                if (!item.isObject())
+                    throw UsageError(option, QStringLiteral("\"filters\" holds objects with "
+                                                            "name, min and max"));
+                const QJsonObject o = item.toObject();
+                FilterSetting f;
+                f.name = String(o.value("name"), QStringLiteral("name"), option);
+                if (!o.value("min").isNull() && !o.value("min").isUndefined())
+                    f.min = Number(o.value("min"), QStringLiteral("min"), option);
+                if (!o.value("max").isNull() && !o.value("max").isUndefined())
+                    f.max = Number(o.value("max"), QStringLiteral("max"), option);
+                s.filters << f;
+            }
+        } else if (key == QLatin1String("scale")) {
+            s.scale = Number(v, key, option);
+        } else if (key == QLatin1String("unit")) {
+            s.unit = String(v, key, option);
+        } else if (!informational.contains(key)) {
+            throw UsageError(option, QStringLiteral("unknown setting \"%1\"").arg(key));
+        }
+    }
+    return s;
+}
+
+CountSettings Load(const QString& path, const CountSettings& base, const QString& option)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw UsageError(option, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError)
+        throw UsageError(
+            option,
+            QStringLiteral("%1: %2 at offset %3").arg(path, error.errorString()).arg(error.offset));
+    if (!document.isObject())
+        throw UsageError(option, QStringLiteral("%1: not a settings object").arg(path));
+    return FromJson(document.object(), base, QStringLiteral("%1 (%2)").arg(option, path));
+}
+
+} // namespace countsettings

@@ -1,0 +1,105 @@
+#include "imageloader.h"
+
+#include "host/pixelformatadapter.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+const char* const kImageSuffixes[6] = {"png", "jpg", "jpeg", "tif", "tiff", "bmp"};
+
+LoadedImage LoadImageFile(const QString& path)
+{
+    LoadedImage loaded;
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        loaded.error = QStringLiteral("no such file");
+        return loaded;
+    }
+    if (info.isDir()) {
+        loaded.error = QStringLiteral("is a folder");
+        return loaded;
+    }
+    {
+        QFile probe(path);
+        if (!probe.open(QIODevice::ReadOnly)) {
+            loaded.error = QStringLiteral("cannot read: %1").arg(probe.errorString());
+            return loaded;
+        }
+        if (probe.size() == 0) {
+            loaded.error = QStringLiteral("empty file");
+            return loaded;
+        }
+    }
+    const std::string name = QFile::encodeName(path).toStdString();
+    try {
+        if (!cv::haveImageReader(name)) {
+            loaded.error = QStringLiteral("not an image in a supported format");
+            return loaded;
+        }
+        loaded.image = cv::imread(name, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception& e) {
+        loaded.error = QStringLiteral("corrupt image (%1)").arg(QString::fromStdString(e.msg));
+        return loaded;
+    }
+    if (loaded.image.empty()) {
+        loaded.error = QStringLiteral("corrupt or truncated image");
+        return loaded;
+    }
+    const int depth = loaded.image.depth();
+    if (depth != CV_8U && depth != CV_16U) {
+        loaded.error = QStringLiteral("unsupported pixel type (only 8- and 16-bit images "
+                                      "are counted)");
+        loaded.image.release();
+        return loaded;
+    }
+    if (loaded.image.channels() > 4) {
+        loaded.error = QStringLiteral("unsupported: %1 channels").arg(loaded.image.channels());
+        loaded.image.release();
+    }
+    return loaded;
+}
+
+void ConvertToModuleFormat(const cv::Mat& src, cv::Mat& dst)
+{
+    if (src.empty()) {
+        dst = src;
+        return;
+    }
+    cv::Mat eight = src;
+    if (src.depth() == CV_16U)
+        src.convertTo(eight, CV_8U, 1.0 / 257.0);
+    else if (src.depth() != CV_8U)
+        src.convertTo(eight, CV_8U);
+    switch (eight.channels()) {
+    case 1:
+        cv::cvtColor(eight, dst, cv::COLOR_GRAY2BGR);
+        break;
+    case 2: {
+        // Grey with alpha: the grey plane counts.
+        cv::Mat grey;
+        cv::extractChannel(eight, grey, 0);
+        cv::cvtColor(grey, dst, cv::COLOR_GRAY2BGR);
+        break;
+    }
+    case 4:
+        cv::cvtColor(eight, dst, cv::COLOR_BGRA2BGR);
+        break;
+    default:
+        dst = eight;
+        break;
+    }
+}
+
+void InstallModuleFormatConversion()
+{
+    PixelFormatAdapter::SetConverter([](const cv::Mat& src, cv::Mat& dst, int mode) {
+        if (mode == PixelFormatAdapter::kCaptureMode) {
+            ConvertToModuleFormat(src, dst);
+        } else if (&src != &dst) {
+            dst = src.clone();
+        }
+    });
+}

@@ -1,0 +1,416 @@
+// The autocount program end to end on generated images whose counts are
+// known by construction: it is started as a user starts it and judged by its
+// exit status, its lines and the files it leaves.
+
+#include "syntheticcells.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Outcome
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+/// Discs only: separate when pairs is 0.
+syntheticcells::Layout Discs(int singles, int pairs, std::uint64_t seed, int radius = 16)
+{
+    syntheticcells::LayoutParams p;
+    p.singles = singles;
+    p.pairs = pairs;
+    p.minRadius = radius;
+    p.maxRadius = radius + 4;
+    p.roundOnly = true;
+    p.seed = seed;
+    return syntheticcells::MakeLayout(p);
+}
+
+class CliEndToEnd : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+
+    QString Path(const QString& name) const { return dir.filePath(name); }
+
+    QString Write(const QString& name, const cv::Mat& image)
+    {
+        const QString path = Path(name);
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        EXPECT_TRUE(cv::imwrite(path.toStdString(), image));
+        return path;
+    }
+
+    Outcome Run(const QStringList& arguments, const QStringList& environment = {})
+    {
+        QProcess process;
+        process.setWorkingDirectory(dir.path());
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        for (const QString& entry : environment)
+            env.insert(entry.section('=', 0, 0), entry.section('=', 1));
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(AUTOCOUNT_PROGRAM), QStringList{"count"} + arguments);
+        Outcome o;
+        if (!process.waitForFinished(240000))
+            return o;
+        o.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+        o.out = QString::fromUtf8(process.readAllStandardOutput());
+        o.err = QString::fromUtf8(process.readAllStandardError());
+        return o;
+    }
+
+    /// The --json results of a run that must succeed.
+    QJsonArray Images(const QStringList& arguments)
+    {
+        const Outcome o = Run(QStringList{"--json"} + arguments);
+        EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
+        return QJsonDocument::fromJson(o.out.toUtf8()).object().value("images").toArray();
+    }
+
+    int Count(const QStringList& arguments)
+    {
+        const QJsonArray images = Images(arguments);
+        return images.size() == 1 ? images[0].toObject().value("count").toInt(-1) : -1;
+    }
+
+    QByteArray Read(const QString& name) const
+    {
+        QFile file(Path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QTemporaryDir dir;
+};
+
+} // namespace
+
+TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
+{
+    const QString image = Write("discs.png", syntheticcells::Render(Discs(30, 0, 11)));
+    EXPECT_EQ(Count({image}), 30);
+    EXPECT_EQ(Count({"--cut", "none", image}), 30);
+    EXPECT_EQ(Count({"--cut", "merge", image}), 30);
+    // Bright objects on this image are the background, which reaches the border.
+    EXPECT_EQ(Count({"--mode", "bright", image}), 0);
+}
+
+TEST_F(CliEndToEnd, TouchingPairsAreSplitOnlyByTheAutomaticCut)
+{
+    const QString image = Write("pairs.png", syntheticcells::Render(Discs(0, 10, 12)));
+    EXPECT_EQ(Count({"--cut", "none", image}), 10);
+    EXPECT_EQ(Count({"--cut", "auto", image}), 20);
+}
+
+TEST_F(CliEndToEnd, RectangleOverHalfASymmetricImageCountsHalf)
+{
+    // 900 pixels wide: 8 slot columns, the middle falls between two of them.
+    syntheticcells::LayoutParams p;
+    p.size = cv::Size(900, 600);
+    p.singles = 36;
+    p.pairs = 0;
+    p.seed = 13;
+    const syntheticcells::Layout layout = syntheticcells::MakeLayout(p);
+    cv::Mat image = syntheticcells::Render(layout);
+    // The right half becomes the mirror image of the left half.
+    cv::Mat right = image(cv::Rect(450, 0, 450, 600));
+    cv::flip(image(cv::Rect(0, 0, 450, 600)), right, 1);
+    int left = 0;
+    for (const syntheticcells::Cell& cell : layout.cells)
+        left += cell.centre.x < 450 ? 1 : 0;
+    ASSERT_GT(left, 5);
+    const QString path = Write("mirror.png", image);
+
+    EXPECT_EQ(Count({path}), 2 * left);
+    EXPECT_EQ(Count({"--rect", "0,0,449,599", path}), left);
+    EXPECT_EQ(Count({"--rect", "450,0,449,599", path}), left);
+    EXPECT_EQ(Count({"--polygon", "0,0,449,0,449,599,0,599", path}), left);
+    // Two rectangles together cover both halves.
+    EXPECT_EQ(Count({"--rect", "0,0,449,599", "--rect", "450,0,449,599", path}), 2 * left);
+}
+
+TEST_F(CliEndToEnd, CalibrationScalesAreasAndLengths)
+{
+    const QString image = Write("discs.png", syntheticcells::Render(Discs(20, 0, 14)));
+    const QJsonObject pixels = Images({image})[0].toObject();
+    const QJsonObject microns = Images({"--scale", "0.5", "--unit", "um", image})[0].toObject();
+    EXPECT_EQ(microns.value("unit").toString(), "um");
+    // A quarter, exactly: scaling by a power of two loses nothing.
+    EXPECT_DOUBLE_EQ(microns.value("meanArea").toDouble(),
+                     pixels.value("meanArea").toDouble() * 0.25);
+    const QJsonObject first = microns.value("objects").toArray()[0].toObject();
+    const QJsonObject firstPx = pixels.value("objects").toArray()[0].toObject();
+    EXPECT_DOUBLE_EQ(first.value("Area_um²").toDouble(),
+                     firstPx.value("Area_px²").toDouble() * 0.25);
+    EXPECT_NEAR(first.value("Long Axis_um").toDouble(),
+                firstPx.value("Long Axis_px").toDouble() * 0.5, 0.001);
+    // Roundness has no unit and does not change.
+    EXPECT_EQ(first.value("Roundness").toDouble(), firstPx.value("Roundness").toDouble());
+
+    const Outcome line = Run({"--scale", "0.5", "--unit", "um", image});
+    EXPECT_TRUE(line.out.contains(QStringLiteral(": 20 objects, mean area ")));
+    EXPECT_TRUE(line.out.trimmed().endsWith(QStringLiteral(" um²"))) << line.out.toStdString();
+}
+
+TEST_F(CliEndToEnd, FiltersDropWhatLiesOutsideTheirRange)
+{
+    // Ten discs of radius 20 (area near 1200) and ten of radius 8 (near 180).
+    syntheticcells::Layout layout = Discs(20, 0, 15, 20);
+    for (int i = 0; i < 10; ++i)
+        layout.cells[i].axes = cv::Size(8, 8);
+    const QString image = Write("sizes.png", syntheticcells::Render(layout));
+    EXPECT_EQ(Count({image}), 20);
+    EXPECT_EQ(Count({"--filter", "Area=500:", image}), 10);
+    EXPECT_EQ(Count({"--filter", "Area=:500", image}), 10);
+    EXPECT_EQ(Count({"--filter", "Radius=12:", image}), 10);
+    EXPECT_EQ(Count({"--filter", "Area=5000:", image}), 0);
+
+    const QJsonObject bare =
+        Images({"--no-default-filters", "--filter", "Diameter=30:", image})[0].toObject();
+    EXPECT_EQ(bare.value("count").toInt(), 10);
+    EXPECT_EQ(bare.value("columns").toArray(), (QJsonArray{"NO.", "Diameter_px"}));
+    for (const QJsonValue& object : bare.value("objects").toArray())
+        EXPECT_GE(object.toObject().value("Diameter_px").toDouble(), 30.0);
+}
+
+TEST_F(CliEndToEnd, ParallelWorkersGiveTheSameResultsInTheSameOrder)
+{
+    for (int i = 0; i < 5; ++i)
+        Write(QStringLiteral("batch/img%1.png").arg(i),
+              syntheticcells::Render(Discs(10 + 3 * i, i % 3, 20 + i)));
+    const Outcome one = Run({"--jobs", "1", "--json", "--summary", "one.csv", "batch"});
+    const Outcome two = Run({"--jobs", "2", "--json", "--summary", "two.csv", "batch"});
+    ASSERT_EQ(one.exitCode, 0) << one.err.toStdString();
+    ASSERT_EQ(two.exitCode, 0) << two.err.toStdString();
+    EXPECT_EQ(one.out, two.out);
+    EXPECT_EQ(one.err, two.err);
+    EXPECT_FALSE(Read("one.csv").isEmpty());
+    EXPECT_EQ(Read("one.csv"), Read("two.csv"));
+    const QJsonArray images =
+        QJsonDocument::fromJson(one.out.toUtf8()).object().value("images").toArray();
+    ASSERT_EQ(images.size(), 5);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(images[i].toObject().value("file").toString().endsWith(
+            QStringLiteral("img%1.png").arg(i)));
+
+    // Per-image outputs from the workers.
+    const Outcome files =
+        Run({"--jobs", "2", "--table", "tables/{stem}.csv", "--annotated", "{index}.png", "batch"});
+    EXPECT_EQ(files.exitCode, 0) << files.err.toStdString();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(Read(QStringLiteral("tables/img%1.csv").arg(i)).startsWith("NO.,Area_px²"));
+        EXPECT_TRUE(QFile::exists(Path(QStringLiteral("tables/img%1.settings.json").arg(i))));
+        EXPECT_TRUE(Read(QStringLiteral("%1.png").arg(i + 1)).startsWith("\x89PNG"));
+    }
+}
+
+TEST_F(CliEndToEnd, ShardsCoverEveryImageExactlyOnce)
+{
+    QStringList all;
+    for (int i = 0; i < 7; ++i)
+        all << Write(QStringLiteral("plates/p%1.png").arg(i),
+                     syntheticcells::Render(Discs(5 + i, 0, 40 + i)));
+    QStringList seen;
+    int total = 0;
+    for (int shard = 1; shard <= 3; ++shard) {
+        const QJsonArray images = Images({"--shard", QStringLiteral("%1/3").arg(shard), "plates"});
+        for (const QJsonValue& image : images) {
+            seen << QFileInfo(image.toObject().value("file").toString()).fileName();
+            total += image.toObject().value("count").toInt();
+        }
+    }
+    seen.sort();
+    EXPECT_EQ(seen,
+              (QStringList{"p0.png", "p1.png", "p2.png", "p3.png", "p4.png", "p5.png", "p6.png"}));
+    EXPECT_EQ(total, 5 + 6 + 7 + 8 + 9 + 10 + 11);
+}
+
+TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
+{
+    const cv::Mat good = syntheticcells::Render(Discs(12, 0, 50));
+    Write("mixed/a.png", good);
+    Write("mixed/d.png", good);
+    {
+        QFile text(Path("mixed/b.png"));
+        ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+        text.write("this is not a picture\n");
+    }
+    {
+        // The first half of a real PNG.
+        std::vector<uchar> bytes;
+        cv::imencode(".png", good, bytes);
+        QFile cut(Path("mixed/c.png"));
+        ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+        cut.write(reinterpret_cast<const char*>(bytes.data()), bytes.size() / 2);
+    }
+    for (const char* jobs : {"1", "2"}) {
+        SCOPED_TRACE(jobs);
+        const Outcome o = Run({"--jobs", jobs, "--summary", "s.csv", "mixed", "missing.png"});
+        EXPECT_EQ(o.exitCode, 1);
+        const QStringList lines = o.out.trimmed().split('\n');
+        ASSERT_EQ(lines.size(), 2) << o.out.toStdString();
+        EXPECT_TRUE(lines[0].contains("a.png: 12 objects"));
+        EXPECT_TRUE(lines[1].contains("d.png: 12 objects"));
+        EXPECT_TRUE(o.err.contains("b.png: not an image")) << o.err.toStdString();
+        EXPECT_TRUE(o.err.contains("c.png: corrupt")) << o.err.toStdString();
+        EXPECT_TRUE(o.err.contains("missing.png: no such file")) << o.err.toStdString();
+        // Every input has its row, the failed ones with the reason.
+        const QStringList rows = QString::fromUtf8(Read("s.csv")).trimmed().split('\n');
+        EXPECT_EQ(rows.size(), 1 + 5);
+    }
+}
+
+TEST_F(CliEndToEnd, AWorkerThatDiesCostsOnlyItsImage)
+{
+    for (int i = 0; i < 6; ++i)
+        Write(QStringLiteral("run/img%1.png").arg(i),
+              syntheticcells::Render(Discs(4 + i, 0, 30 + i)));
+    const Outcome o = Run({"--jobs", "2", "--json", "run"}, {"AUTOCOUNT_TEST_CRASH_ON=img2.png"});
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("img2.png: the worker process ended (crashed)"))
+        << o.err.toStdString();
+    const QJsonArray images =
+        QJsonDocument::fromJson(o.out.toUtf8()).object().value("images").toArray();
+    ASSERT_EQ(images.size(), 6);
+    for (int i = 0; i < 6; ++i) {
+        const QJsonObject image = images[i].toObject();
+        if (i == 2)
+            EXPECT_TRUE(image.contains("error"));
+        else
+            EXPECT_EQ(image.value("count").toInt(), 4 + i);
+    }
+}
+
+TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
+{
+    const QString image = Write("x.png", syntheticcells::Render(Discs(3, 0, 60)));
+    const QList<QPair<QStringList, QString>> cases = {
+        {{"--mode", "sideways", image}, "--mode"},
+        {{"--rect", "1,2,3", image}, "--rect"},
+        {{"--jobs", "many", image}, "--jobs"},
+        {{"--low", "3", image}, "--low"},
+        {{"--filter", "Weight=1:2", image}, "--filter"},
+        {{"--frobnicate", image}, "frobnicate"},
+        {{"--report", "r.xlsx", image, image + "2"}, "--report"},
+        {{"--annotated", image, image}, "--annotated"},
+        {{"--table"}, "table"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.first.join(' ').toStdString());
+        const Outcome o = Run(c.first);
+        EXPECT_EQ(o.exitCode, 2);
+        EXPECT_TRUE(o.err.contains(c.second)) << o.err.toStdString();
+        EXPECT_TRUE(o.err.contains("usage: autocount count")) << o.err.toStdString();
+        EXPECT_TRUE(o.out.isEmpty());
+    }
+    // The input survived the attempt to write over it.
+    EXPECT_EQ(cv::imread(image.toStdString()).cols, 800);
+}
+
+TEST_F(CliEndToEnd, OutputsAppearWholeOrNotAtAll)
+{
+    const QString image = Write("x.png", syntheticcells::Render(Discs(8, 0, 70)));
+    {
+        QFile old(Path("table.csv"));
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("old\n");
+    }
+    const Outcome o = Run({"--table", "table.csv", "--summary", "summary.csv", image},
+                          {"AUTOCOUNT_TEST_FAIL_WRITE=table.csv"});
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("table.csv")) << o.err.toStdString();
+    // The count itself still comes out.
+    EXPECT_TRUE(o.out.contains(": 8 objects"));
+    EXPECT_EQ(Read("table.csv"), "old\n");
+    // Nothing half-written remains, and no settings record without its table.
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+              (QStringList{"summary.csv", "table.csv", "x.png"}));
+
+    const Outcome noSummary =
+        Run({"--summary", "s2.csv", image}, {"AUTOCOUNT_TEST_FAIL_WRITE=s2.csv"});
+    EXPECT_EQ(noSummary.exitCode, 1);
+    EXPECT_FALSE(QFile::exists(Path("s2.csv")));
+}
+
+TEST_F(CliEndToEnd, SettingsFilesReproduceARun)
+{
+    syntheticcells::Layout layout = Discs(20, 0, 80, 20);
+    for (int i = 0; i < 6; ++i)
+        layout.cells[i].axes = cv::Size(9, 9);
+    const QString image = Write("x.png", syntheticcells::Render(layout));
+    // Areas in mm² are four times the pixel areas: about 900 for the small discs.
+    const QStringList options = {"--filter", "Area=2000:", "--morph", "open", "--fill-holes",
+                                 "--scale",  "2",          "--unit",  "mm"};
+    const Outcome saved = Run(options + QStringList{"--save-settings", "mine.json"});
+    EXPECT_EQ(saved.exitCode, 0) << saved.err.toStdString();
+    EXPECT_TRUE(saved.out.isEmpty()); // saving alone counts nothing
+
+    const QJsonObject direct =
+        Images(options + QStringList{"--table", "t.csv", image})[0].toObject();
+    const QJsonObject fromFile = Images({"--settings", "mine.json", image})[0].toObject();
+    const QJsonObject fromSidecar = Images({"--settings", "t.settings.json", image})[0].toObject();
+    EXPECT_EQ(direct.value("count").toInt(), 14);
+    EXPECT_EQ(direct.value("objects"), fromFile.value("objects"));
+    EXPECT_EQ(direct.value("objects"), fromSidecar.value("objects"));
+    const QJsonObject sidecar = QJsonDocument::fromJson(Read("t.settings.json")).object();
+    EXPECT_EQ(sidecar.value("image").toString(), image);
+    EXPECT_EQ(sidecar.value("unit").toString(), "mm");
+}
+
+TEST_F(CliEndToEnd, WideAndGreyImagesCountLikeTheirEightBitColour)
+{
+    const cv::Mat colour = syntheticcells::Render(Discs(15, 0, 90));
+    cv::Mat grey;
+    cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
+    cv::Mat wide;
+    grey.convertTo(wide, CV_16U, 257.0);
+    const QString greyPath = Write("grey.png", grey);
+    const QString widePath = Write("wide.png", wide);
+    const QString tiffPath = Write("wide.tif", wide);
+    const QJsonObject g = Images({greyPath})[0].toObject();
+    EXPECT_EQ(g.value("count").toInt(), 15);
+    // 16-bit values of 257·v read back as v: the very same objects.
+    EXPECT_EQ(Images({widePath})[0].toObject().value("objects"), g.value("objects"));
+    EXPECT_EQ(Images({tiffPath})[0].toObject().value("objects"), g.value("objects"));
+}
+
+TEST_F(CliEndToEnd, TheSampleCountsFortyAndLeavesReportAndPicture)
+{
+    const Outcome o = Run({});
+    EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
+    EXPECT_TRUE(o.out.contains("cells.png: 40 objects, mean area ")) << o.out.toStdString();
+    EXPECT_TRUE(Read("autocount-sample/report.xlsx").startsWith("PK"));
+    const cv::Mat picture = cv::imread(Path("autocount-sample/annotated.png").toStdString());
+    EXPECT_EQ(picture.cols, 800);
+    EXPECT_EQ(picture.rows, 600);
+}
+
+TEST_F(CliEndToEnd, HelpDocumentsEveryOptionAndTheConversion)
+{
+    const Outcome o = Run({"--help"});
+    EXPECT_EQ(o.exitCode, 0);
+    for (const char* option :
+         {"--rect",          "--polygon",     "--mode",   "--channel",
+          "--low",           "--high",        "--morph",  "--fill-holes",
+          "--cut",           "--keep-border", "--filter", "--no-default-filters",
+          "--scale",         "--unit",        "--report", "--annotated",
+          "--table",         "--summary",     "--json",   "--settings",
+          "--save-settings", "--jobs",        "--shard",  "1/257",
+          "Examples:"})
+        EXPECT_TRUE(o.out.contains(QLatin1String(option))) << option;
+    EXPECT_FALSE(o.out.contains("--worker"));
+}

@@ -1,0 +1,192 @@
+// The module's seeded flooding: seed labelling, the level order, the stop at
+// level 255 and the tie-breaks, on tiny images worked out by hand.
+
+#include "autocount/alg/alg.h"
+
+#include "support/testimages.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using testimages::SameImage;
+
+cv::Mat Bytes(int rows, int cols, std::initializer_list<int> values)
+{
+    cv::Mat m(rows, cols, CV_8UC1);
+    auto it = values.begin();
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < cols; ++c)
+            m.at<uchar>(r, c) = static_cast<uchar>(*it++);
+    return m;
+}
+
+TEST(WatershedTest, SeedImageWithoutOnesLabelsNothing)
+{
+    const cv::Mat relief = testimages::Grey(4, 5, 0);
+    cv::Mat seeds = Bytes(4, 5, {0, 2, 127, 255, 0,   //
+                                 0, 0, 0,   0,   0,   //
+                                 3, 0, 0,   0,   254, //
+                                 0, 0, 0,   0,   0});
+    const cv::Mat before = seeds.clone();
+    cv::Mat labels = testimages::Grey(2, 2, 9); // replaced, whatever it held
+    AlgWatershed(relief, seeds, labels);
+    EXPECT_TRUE(SameImage(labels, testimages::Grey(4, 5, 0)));
+    EXPECT_TRUE(SameImage(seeds, before));
+}
+
+TEST(WatershedTest, OneSeedFloodsBelow255AndLabelsOnlyTheFirstRingOf255)
+{
+    // The open basin (levels 0..20) is flooded; of the 255 plateau only the
+    // pixels with a 4-neighbour in the basin are labelled; (3, 3), a diagonal
+    // neighbour, and everything further out stay unreached.
+    const cv::Mat relief = Bytes(5, 7, {0,   0,   0,   255, 255, 255, 255, //
+                                        0,   10,  20,  255, 255, 255, 255, //
+                                        0,   0,   0,   255, 255, 255, 255, //
+                                        255, 255, 255, 255, 255, 255, 255, //
+                                        255, 255, 255, 255, 255, 255, 255});
+    cv::Mat seeds = testimages::Grey(5, 7, 0);
+    seeds.at<uchar>(1, 1) = 1;
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    EXPECT_TRUE(SameImage(labels, Bytes(5, 7, {1, 1, 1, 1, 0, 0, 0, //
+                                               1, 1, 1, 1, 0, 0, 0, //
+                                               1, 1, 1, 1, 0, 0, 0, //
+                                               1, 1, 1, 0, 0, 0, 0, //
+                                               0, 0, 0, 0, 0, 0, 0})));
+    EXPECT_EQ(seeds.at<uchar>(1, 1), 127);
+}
+
+TEST(WatershedTest, EnclosedPlateauOf255KeepsItsInsideUnreached)
+{
+    cv::Mat relief = testimages::Grey(5, 5, 0);
+    relief(cv::Rect(1, 1, 3, 3)).setTo(255);
+    cv::Mat seeds = testimages::Grey(5, 5, 0);
+    seeds.at<uchar>(4, 4) = 1;
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    cv::Mat expected = testimages::Grey(5, 5, 1);
+    expected.at<uchar>(2, 2) = 0;
+    EXPECT_TRUE(SameImage(labels, expected));
+}
+
+TEST(WatershedTest, SeedOnLevel255NeverFloods)
+{
+    cv::Mat relief = testimages::Grey(3, 3, 0);
+    relief.at<uchar>(1, 1) = 255;
+    cv::Mat seeds = testimages::Grey(3, 3, 0);
+    seeds.at<uchar>(1, 1) = 1;
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    cv::Mat expected = testimages::Grey(3, 3, 0);
+    expected.at<uchar>(1, 1) = 1;
+    EXPECT_TRUE(SameImage(labels, expected));
+}
+
+TEST(WatershedTest, FlatReliefTiesGoToTheLowerLabel)
+{
+    // Row: both floods reach the middle pixel in the same pass; region 1
+    // drains its batch first.
+    {
+        cv::Mat seeds = Bytes(1, 5, {1, 0, 0, 0, 1});
+        cv::Mat labels;
+        AlgWatershed(testimages::Grey(1, 5, 0), seeds, labels);
+        EXPECT_TRUE(SameImage(labels, Bytes(1, 5, {1, 1, 1, 2, 2})));
+        EXPECT_TRUE(SameImage(seeds, Bytes(1, 5, {127, 0, 0, 0, 127})));
+    }
+    // Square: the whole anti-diagonal is contested and goes to region 1.
+    {
+        cv::Mat seeds = Bytes(3, 3, {1, 0, 0, 0, 0, 0, 0, 0, 1});
+        cv::Mat labels;
+        AlgWatershed(testimages::Grey(3, 3, 0), seeds, labels);
+        EXPECT_TRUE(SameImage(labels, Bytes(3, 3, {1, 1, 1, 1, 1, 2, 1, 2, 2})));
+    }
+}
+
+TEST(WatershedTest, LowerLevelsFloodFirst)
+{
+    // Region 2 crosses the valley at level 10 before region 1 leaves level 0
+    // for 50; at level 50 region 1 still takes the middle pixel first.
+    const cv::Mat relief = Bytes(1, 7, {0, 50, 50, 50, 10, 10, 0});
+    cv::Mat seeds = Bytes(1, 7, {1, 0, 0, 0, 0, 0, 1});
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    EXPECT_TRUE(SameImage(labels, Bytes(1, 7, {1, 1, 1, 2, 2, 2, 2})));
+}
+
+TEST(WatershedTest, SeedRegionsAreEightConnectedAndLabelledInRasterOrder)
+{
+    // The diagonal pair is one region; the pixel at (0, 3) is found first.
+    cv::Mat seeds = Bytes(3, 4,
+                          {0, 0, 0, 1, //
+                           1, 0, 0, 0, //
+                           0, 1, 0, 0});
+    cv::Mat labels;
+    AlgWatershed(testimages::Grey(3, 4, 255), seeds, labels);
+    EXPECT_TRUE(SameImage(labels, Bytes(3, 4, {0, 0, 0, 1, 2, 0, 0, 0, 0, 2, 0, 0})));
+    EXPECT_TRUE(SameImage(seeds, Bytes(3, 4, {0, 0, 0, 127, 127, 0, 0, 0, 0, 127, 0, 0})));
+}
+
+TEST(WatershedTest, The256thRegionIsWrittenAsZeroAndOtherFloodsOverwriteIt)
+{
+    // Seeds at the even columns 0..510 (regions 1..256) and at column 514
+    // (region 257, label 1). Only columns 509..515 lie below 255, so only
+    // region 257 floods, and it runs over the 256th seed at column 510.
+    const int cols = 516;
+    cv::Mat relief = testimages::Grey(1, cols, 255);
+    relief(cv::Rect(509, 0, 7, 1)).setTo(0);
+    cv::Mat seeds = testimages::Grey(1, cols, 0);
+    for (int c = 0; c <= 510; c += 2)
+        seeds.at<uchar>(0, c) = 1;
+    seeds.at<uchar>(0, 514) = 1;
+
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    cv::Mat expected = testimages::Grey(1, cols, 0);
+    for (int c = 0; c <= 508; c += 2)
+        expected.at<uchar>(0, c) = static_cast<uchar>(c / 2 + 1);
+    expected(cv::Rect(509, 0, 7, 1)).setTo(1);
+    EXPECT_TRUE(SameImage(labels, expected));
+    EXPECT_EQ(seeds.at<uchar>(0, 510), 127);
+    EXPECT_EQ(seeds.at<uchar>(0, 514), 127);
+}
+
+TEST(WatershedTest, The256thRegionAloneInAClosedBasinEnds)
+{
+    // 32 × 32 single-pixel seeds on the even rows and columns of a 64 × 64
+    // image; labels wrap, so regions 256, 512, 768 and 1024 read 0. Region
+    // 256, at (14, 62), sits alone in a basin of level 0 walled by 255; no
+    // other flood can enter it. The call must end, and the basin stays 0.
+    cv::Mat relief = testimages::Grey(64, 64, 255);
+    relief(cv::Rect(61, 13, 3, 3)).setTo(0);
+    cv::Mat seeds = testimages::Grey(64, 64, 0);
+    cv::Mat expected = testimages::Grey(64, 64, 0);
+    for (int i = 0; i < 32; ++i) {
+        for (int j = 0; j < 32; ++j) {
+            seeds.at<uchar>(2 * i, 2 * j) = 1;
+            expected.at<uchar>(2 * i, 2 * j) = static_cast<uchar>((i * 32 + j + 1) % 256);
+        }
+    }
+    ASSERT_EQ(expected.at<uchar>(14, 62), 0);
+
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    EXPECT_TRUE(SameImage(labels, expected));
+    EXPECT_EQ(cv::countNonZero(seeds == 127), 1024);
+    EXPECT_EQ(cv::countNonZero(seeds == 1), 0);
+}
+
+TEST(WatershedTest, ReliefHeaderIntoALargerImageIsRead)
+{
+    // A relief that is a view into a wider image (not continuous in memory).
+    cv::Mat wide = testimages::Grey(3, 8, 255);
+    wide(cv::Rect(2, 0, 4, 3)).setTo(0);
+    const cv::Mat relief = wide(cv::Rect(2, 0, 4, 3));
+    cv::Mat seeds = testimages::Grey(3, 4, 0);
+    seeds.at<uchar>(1, 0) = 1;
+    cv::Mat labels;
+    AlgWatershed(relief, seeds, labels);
+    EXPECT_TRUE(SameImage(labels, testimages::Grey(3, 4, 1)));
+}
+
+} // namespace
