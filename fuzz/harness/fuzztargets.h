@@ -71,5 +71,9 @@ void FuzzAlgMerge(FuzzInput& in);
 // Measurement.
 void FuzzAlgCalResult(FuzzInput& in);
 void FuzzAlgRemoveBorder(FuzzInput& in);
+// The command-line tool.
+void FuzzCliImageFile(FuzzInput& in);
+void FuzzCliCommandLine(FuzzInput& in);
+void FuzzCliSettingsFile(FuzzInput& in);
 
 } // namespace fuzzing

@@ -10,10 +10,8 @@ file(GLOB AUTOCOUNT_FUZZ_HARNESS_SOURCES CONFIGURE_DEPENDS
     ${CMAKE_CURRENT_LIST_DIR}/*.cpp ${CMAKE_CURRENT_LIST_DIR}/*.h)
 add_library(autocount_fuzzharness STATIC ${AUTOCOUNT_FUZZ_HARNESS_SOURCES})
 target_include_directories(autocount_fuzzharness PUBLIC ${CMAKE_CURRENT_LIST_DIR})
-target_link_libraries(autocount_fuzzharness PUBLIC autocount Qt5::Core)
-foreach(extra ${AUTOCOUNT_FUZZ_EXTRA_LIBS})
-    target_link_libraries(autocount_fuzzharness PUBLIC ${extra})
-endforeach()
+# The command-line tool's targets drive its library.
+target_link_libraries(autocount_fuzzharness PUBLIC autocount autocount_clicore Qt5::Core)
 
 file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/targettable.cpp table_lines
     REGEX "^ *FUZZ_TARGET\\([A-Za-z0-9_]+\\),")
