@@ -80,7 +80,6 @@ int main(int argc, char** argv)
     manager.FillHole();
     step("segmentation");
 
-#ifdef AUTOCOUNT_RUN_CUT
     std::atomic<bool> cutDone{false};
     const int observer = HostEvents::AddObserver([&](int code, void*) {
         if (code == HOST_EVENT_AUTO_CUT_FINISHED)
@@ -93,7 +92,10 @@ int main(int argc, char** argv)
     HostEvents::RemoveObserver(observer);
     manager.slotAutoCutFinished();
     step("automatic cut");
-#endif
+    // The worker thread idles in its event loop after the cut; let it end so
+    // that the process exits cleanly.
+    AutoCountManager::autoCountThread->quit();
+    AutoCountManager::autoCountThread->wait();
 
     manager.SetAutoCountStep(AutoCountManager::STEP_RESULTS);
     manager.CalculateData();
