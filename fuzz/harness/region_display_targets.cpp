@@ -60,8 +60,11 @@ void FuzzAlgDrawResult(FuzzInput& in)
     }
     const bool known = mode == ALG_DRAW_OUTLINE || mode == ALG_DRAW_FILLED;
     Require(status == (known ? 0 : 3), "AlgDrawResult: unknown mode must give 3");
-    Require(dst.type() == CV_8UC3 && dst.size() == src.size(),
-            "AlgDrawResult: output must be a colour image of the source's size");
+    Require(dst.size() == src.size(), "AlgDrawResult: output must have the source's size");
+    // Only 8-bit pictures become 8-bit colour; a wider grey picture is
+    // converted at its own depth.
+    if (fits)
+        Require(dst.type() == CV_8UC3, "AlgDrawResult: output must be a colour image");
     if (!known)
         Require(dst.data != src.data, "AlgDrawResult: output must be a copy");
 }
