@@ -30,7 +30,7 @@ else
     done
 fi
 
-export ASAN_OPTIONS="detect_leaks=1:allocator_may_return_null=1"
+asan_options="detect_leaks=1:allocator_may_return_null=1"
 export LSAN_OPTIONS="suppressions=$root/tests/sanitizers/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export QT_QPA_PLATFORM=offscreen
@@ -44,6 +44,11 @@ for name in "${targets[@]}"; do
     mkdir -p "$corpus" "$artifacts" "$(dirname "$log")"
     seeds=("$root/fuzz/corpus/$name")
     [ -d "$root/fuzz/regressions/$name" ] && seeds+=("$root/fuzz/regressions/$name")
+    # Leak reports inside Qt need the slow unwinder to show the Qt frames that
+    # the suppressions name (Qt is built without frame pointers).
+    unwind=1
+    case "$name" in Cli*) unwind=0 ;; esac
+    export ASAN_OPTIONS="$asan_options:fast_unwind_on_malloc=$unwind"
     status=0
     "$build/fuzz/fuzz_$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
         -max_len=4096 -print_final_stats=1 -artifact_prefix="$artifacts/" \

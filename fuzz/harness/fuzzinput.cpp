@@ -92,6 +92,13 @@ int AnyDepth(FuzzInput& in)
     return in.Pick(depths);
 }
 
+int AnyType(FuzzInput& in)
+{
+    const int depth = AnyDepth(in);
+    const int channels = in.Int(1, 4);
+    return CV_MAKETYPE(depth, channels);
+}
+
 namespace {
 
 // xorshift32: fills what the input's bytes do not cover.
@@ -142,7 +149,9 @@ void FillBlobs(FuzzInput& in, cv::Mat& image)
     image.setTo(cv::Scalar::all(0));
     const int count = in.Int(0, 8);
     for (int k = 0; k < count; ++k) {
-        const cv::Point centre(in.Int(-4, image.cols + 3), in.Int(-4, image.rows + 3));
+        const int x = in.Int(-4, image.cols + 3);
+        const int y = in.Int(-4, image.rows + 3);
+        const cv::Point centre(x, y);
         const int size = in.Int(0, kMaxSide / 2);
         if (in.Bool())
             cv::circle(image, centre, size, cv::Scalar::all(255), cv::FILLED, cv::LINE_8);
@@ -150,9 +159,12 @@ void FillBlobs(FuzzInput& in, cv::Mat& image)
             cv::rectangle(image, cv::Rect(centre.x, centre.y, size, in.Int(0, kMaxSide / 2)),
                           cv::Scalar::all(255), cv::FILLED, cv::LINE_8);
         // A background cut through the blob now and then makes necks and holes.
-        if (in.Bool())
-            cv::line(image, AnyPoint(in, image.size()), AnyPoint(in, image.size()),
-                     cv::Scalar::all(0), in.Int(1, 3), cv::LINE_8);
+        if (in.Bool()) {
+            const cv::Point from = AnyPoint(in, image.size(), false);
+            const cv::Point to = AnyPoint(in, image.size(), false);
+            const int thickness = in.Int(1, 3);
+            cv::line(image, from, to, cv::Scalar::all(0), thickness, cv::LINE_8);
+        }
     }
 }
 
@@ -167,8 +179,9 @@ cv::Mat MakeImage(FuzzInput& in, int rows, int cols, int type, Pixels pixels)
     if (in.Bool()) {
         // A view into a larger image: rows are not continuous.
         const int left = in.Int(0, 3), top = in.Int(0, 3);
-        cv::Mat parent(rows + top + in.Int(0, 3), cols + left + in.Int(1, 3), type,
-                       cv::Scalar::all(77));
+        const int bottom = in.Int(0, 3);
+        const int right = in.Int(1, 3);
+        cv::Mat parent(rows + top + bottom, cols + left + right, type, cv::Scalar::all(77));
         image = parent(cv::Rect(left, top, cols, rows));
     } else {
         image.create(rows, cols, type);
@@ -200,9 +213,14 @@ cv::Mat AnyImage(FuzzInput& in, int type, Pixels pixels)
 cv::Point AnyPoint(FuzzInput& in, cv::Size size, bool far)
 {
     const int w = std::max(size.width, 1), h = std::max(size.height, 1);
-    if (in.Byte() % 16 == 0 && far)
-        return cv::Point(in.AnyInt(), in.AnyInt());
-    return cv::Point(in.Int(-w, 2 * w), in.Int(-h, 2 * h));
+    if (in.Byte() % 16 == 0 && far) {
+        const int x = in.AnyInt();
+        const int y = in.AnyInt();
+        return cv::Point(x, y);
+    }
+    const int x = in.Int(-w, 2 * w);
+    const int y = in.Int(-h, 2 * h);
+    return cv::Point(x, y);
 }
 
 std::vector<cv::Point> AnyPolygon(FuzzInput& in, cv::Size size, int maxPoints, bool far)

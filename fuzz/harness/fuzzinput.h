@@ -3,7 +3,9 @@
 // Turns the fuzzer's bytes into the arguments of the module's functions:
 // small images of any size, depth and channel count, polygons, parameters.
 // Reading past the end yields zeros, so every input, however short, decodes
-// to a complete set of arguments.
+// to a complete set of arguments. Every read is a statement of its own (never
+// two reads in one expression, whose order compilers choose differently), so
+// an input decodes alike in the clang fuzz build and the replay test.
 
 #include <opencv2/core.hpp>
 
@@ -68,6 +70,9 @@ constexpr int kMaxSide = 64;
 /// A random depth among the library's depths (8U, 8S, 16U, 16S, 32S, 32F,
 /// 64F); 8U more often than the others.
 int AnyDepth(FuzzInput& in);
+
+/// AnyDepth with one to four channels.
+int AnyType(FuzzInput& in);
 
 /// An image of the given type, rows × cols (0 gives an empty image); with a
 /// flag from the input it is a view into a larger image, so that its rows

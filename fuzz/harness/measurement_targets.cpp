@@ -23,12 +23,11 @@ void FuzzAlgCalResult(FuzzInput& in)
     // 8-bit picture and an 8-bit one-channel mask of the same size. Other
     // pairs reach the library's contour search and conversions unchecked.
     const bool fits = in.Int(0, 7) != 0;
-    const cv::Mat binary = fits
-                               ? AnyImage(in, CV_8UC1, in.Bool() ? Pixels::Blobs : Pixels::Raw)
-                               : AnyImage(in, CV_MAKETYPE(AnyDepth(in), in.Int(1, 4)), Pixels::Raw);
+    const cv::Mat binary = fits ? AnyImage(in, CV_8UC1, in.Bool() ? Pixels::Blobs : Pixels::Raw)
+                                : AnyImage(in, AnyType(in), Pixels::Raw);
     const cv::Mat image =
         fits ? MakeImage(in, binary.rows, binary.cols, in.Bool() ? CV_8UC3 : CV_8UC1, Pixels::Raw)
-             : AnyImage(in, CV_MAKETYPE(AnyDepth(in), in.Int(1, 4)), Pixels::Raw);
+             : AnyImage(in, AnyType(in), Pixels::Raw);
 
     // The lists are appended to, never cleared: start them with one entry.
     ContourList contours{{{1, 2}}};
@@ -75,7 +74,9 @@ void FuzzAlgCalResult(FuzzInput& in)
 void FuzzAlgRemoveBorder(FuzzInput& in)
 {
     ContourList contours(in.Int(0, 6));
-    const cv::Size size(in.Int(-8, kMaxSide + 8), in.Int(-8, kMaxSide + 8));
+    const int width = in.Int(-8, kMaxSide + 8);
+    const int height = in.Int(-8, kMaxSide + 8);
+    const cv::Size size(width, height);
     for (Contour& c : contours)
         c = AnyPolygon(in, size, 6);
     // Parallel lists as the measurement makes them; now and then fewer

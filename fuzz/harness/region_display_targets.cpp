@@ -11,7 +11,7 @@ void FuzzAlgGetROI(FuzzInput& in)
 {
     // Any image of the library's depths and one to four channels; polygons
     // partly or wholly outside the image are clipped by the fill.
-    const cv::Mat src = AnyImage(in, CV_MAKETYPE(AnyDepth(in), in.Int(1, 4)), Pixels::Raw);
+    const cv::Mat src = AnyImage(in, AnyType(in), Pixels::Raw);
     const std::vector<cv::Point> polygon = AnyPolygon(in, src.size(), 10);
     cv::Mat dst(1, 1, CV_8UC1);
     const cv::Mat before = dst;
@@ -31,8 +31,7 @@ void FuzzAlgDrawResult(FuzzInput& in)
     // Inside the contract: an 8-bit grey or colour picture. Other pictures go
     // to the library's grey-to-colour conversion unchecked.
     const bool fits = in.Int(0, 7) != 0;
-    const int type =
-        fits ? (in.Bool() ? CV_8UC3 : CV_8UC1) : CV_MAKETYPE(AnyDepth(in), in.Int(1, 4));
+    const int type = fits ? (in.Bool() ? CV_8UC3 : CV_8UC1) : AnyType(in);
     const cv::Mat src = AnyImage(in, type, Pixels::Raw);
     // Outlines as the measurement finds them: near the image. (The library's
     // fill takes time in proportion to a polygon's height, so far-away points

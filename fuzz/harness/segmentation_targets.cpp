@@ -217,7 +217,7 @@ void FuzzAlgFillHole(FuzzInput& in)
     // flood fill, whose errors on them are not ours.
     const bool binary = in.Int(0, 7) != 0;
     const cv::Mat src = binary ? AnyImage(in, CV_8UC1, in.Bool() ? Pixels::Blobs : Pixels::Raw)
-                               : AnyImage(in, CV_MAKETYPE(AnyDepth(in), in.Int(1, 4)), Pixels::Raw);
+                               : AnyImage(in, AnyType(in), Pixels::Raw);
     cv::Mat dst;
     int status = 0;
     if (!Run(binary, [&] { status = AlgFillHole(src, dst); }))

