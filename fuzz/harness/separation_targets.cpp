@@ -6,7 +6,6 @@
 #include "autocount/alg/alg.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace fuzzing {
 
@@ -106,12 +105,13 @@ void FuzzAlgManulCut(FuzzInput& in)
     std::vector<cv::Point> points = AnyPolygon(in, src.size(), 8);
     if (points.empty())
         points.push_back(AnyPoint(in, src.size()));
-    // A coordinate of exactly INT_MIN makes the library's thick line divide
-    // by zero (SIGFPE, reported; BadInputCut.DISABLED_* reproduces it). Until
-    // the cut guards against it, the run moves such points one unit inward.
+    // Coordinates of about ±2³⁰ and beyond make the library's thick line
+    // divide by zero: SIGFPE (reported; BadInputCut.DISABLED_* reproduces
+    // it). Until the cut keeps its points nearer, the run holds them within
+    // ±2²⁴, still far outside any image.
     for (cv::Point& p : points) {
-        p.x = std::max(p.x, std::numeric_limits<int>::min() + 1);
-        p.y = std::max(p.y, std::numeric_limits<int>::min() + 1);
+        p.x = std::clamp(p.x, -(1 << 24), 1 << 24);
+        p.y = std::clamp(p.y, -(1 << 24), 1 << 24);
     }
     const cv::Mat copy = src.clone();
     cv::Mat out = Sentinel();
