@@ -44,10 +44,11 @@ for name in "${targets[@]}"; do
     mkdir -p "$corpus" "$artifacts" "$(dirname "$log")"
     seeds=("$root/fuzz/corpus/$name")
     [ -d "$root/fuzz/regressions/$name" ] && seeds+=("$root/fuzz/regressions/$name")
-    # Leak reports inside Qt need the slow unwinder to show the Qt frames that
-    # the suppressions name (Qt is built without frame pointers).
+    # Leak reports inside Qt and OpenCV need the slow unwinder to show the
+    # frames that the suppressions name (both are built without frame
+    # pointers); only the targets that meet those leaks pay for it.
     unwind=1
-    case "$name" in Cli*) unwind=0 ;; esac
+    case "$name" in Cli* | AlgCalResult) unwind=0 ;; esac
     export ASAN_OPTIONS="$asan_options:fast_unwind_on_malloc=$unwind"
     status=0
     "$build/fuzz/fuzz_$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
