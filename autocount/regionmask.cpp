@@ -7,13 +7,31 @@
 
 namespace {
 
+// Scene coordinates are truncated toward zero to image pixels. A scene may
+// hold points far beyond any image, even beyond the range of int, where the
+// plain conversion is undefined; and the fill's time grows with a polygon's
+// height, so a vertex billions of rows away would take seconds. Coordinates
+// are therefore held within ±2²⁰ (a rectangle clips to the same pixels), and
+// a NaN coordinate counts as 0.
+int ToPixel(double v)
+{
+    constexpr int kFar = 1 << 20;
+    if (!(v == v))
+        return 0;
+    if (v >= kFar)
+        return kFar;
+    if (v <= -kFar)
+        return -kFar;
+    return static_cast<int>(v);
+}
+
 Contour TruncatedContour(const QPolygonF& polygon)
 {
     Contour contour;
     contour.reserve(static_cast<size_t>(polygon.size()));
     // Scene coordinates are image pixels; conversion truncates toward zero.
     for (const QPointF& point : polygon)
-        contour.emplace_back(static_cast<int>(point.x()), static_cast<int>(point.y()));
+        contour.emplace_back(ToPixel(point.x()), ToPixel(point.y()));
     return contour;
 }
 
@@ -50,10 +68,10 @@ void AutoCountManager::SetSelectedRegions()
         // when the rectangle was dragged up or to the left.
         for (const QGraphicsRectItem* item : rectItems_) {
             const QRectF rect = item->rect();
-            const int x0 = static_cast<int>(rect.x());
-            const int y0 = static_cast<int>(rect.y());
-            const int x1 = static_cast<int>(rect.x() + rect.width());
-            const int y1 = static_cast<int>(rect.y() + rect.height());
+            const int x0 = ToPixel(rect.x());
+            const int y0 = ToPixel(rect.y());
+            const int x1 = ToPixel(rect.x() + rect.width());
+            const int y1 = ToPixel(rect.y() + rect.height());
             regions.push_back({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}});
         }
         break;

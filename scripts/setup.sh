@@ -11,6 +11,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     python3 python3-openpyxl
     xvfb xauth
+    clang libclang-rt-14-dev
 )
 
 missing=()
