@@ -1,5 +1,7 @@
 #include "imageloader.h"
 
+#include "imageheader.h"
+
 #include "host/pixelformatadapter.h"
 
 #include <QFile>
@@ -33,6 +35,16 @@ LoadedImage LoadImageFile(const QString& path)
             return loaded;
         }
     }
+    // A header may claim any size; refuse what cannot be counted here before
+    // the decoder takes memory for it.
+    ImageHeader header;
+    if (ReadImageHeader(path, header)) {
+        const QString problem = ImageSizeProblem(header, AvailableMemory());
+        if (!problem.isEmpty()) {
+            loaded.error = problem;
+            return loaded;
+        }
+    }
     const std::string name = QFile::encodeName(path).toStdString();
     try {
         if (!cv::haveImageReader(name)) {
@@ -41,7 +53,8 @@ LoadedImage LoadImageFile(const QString& path)
         }
         loaded.image = cv::imread(name, cv::IMREAD_UNCHANGED);
     } catch (const cv::Exception& e) {
-        loaded.error = QStringLiteral("corrupt image (%1)").arg(QString::fromStdString(e.msg));
+        loaded.error =
+            QStringLiteral("corrupt image (%1)").arg(QString::fromStdString(e.err).simplified());
         return loaded;
     }
     if (loaded.image.empty()) {

@@ -134,11 +134,9 @@ TEST_F(BadInputCli, FilesThatAreNotImagesAreRefused)
     EXPECT_TRUE(RefusedOnOneLine(Write("signature.png", QByteArray("\x89PNG\r\n\x1a\n", 8))));
 }
 
-// The header of a 1 kB file may claim any size. The library refuses
-// 100000 × 100000 on its own, but its reason is a multi-line assertion text.
-// Enable once the loader checks the claimed size itself before decoding and
-// says so in one line naming the size.
-TEST_F(BadInputCli, DISABLED_AHugeClaimedSizeIsRefusedBeforeDecodingNamingTheSize)
+// The header of a 1 kB file may claim any size: the loader reads the claimed
+// size before decoding and refuses it in one line that names it.
+TEST_F(BadInputCli, AHugeClaimedSizeIsRefusedBeforeDecodingNamingTheSize)
 {
     const QString path = Write("huge.png", PngClaiming(100000, 100000, 8, 2));
     EXPECT_TRUE(RefusedOnOneLine(path));
@@ -146,11 +144,10 @@ TEST_F(BadInputCli, DISABLED_AHugeClaimedSizeIsRefusedBeforeDecodingNamingTheSiz
         << LoadImageFile(path).error.toStdString();
 }
 
-// 32767 × 32767 16-bit RGBA is under the library's pixel limit, so it
-// allocates 8.6 GB before it finds the data missing and calls the file
-// corrupt. Enable once the loader compares the claimed size with what memory
-// allows before decoding.
-TEST_F(BadInputCli, DISABLED_AClaimedSizeBeyondMemoryIsRefusedBeforeDecoding)
+// 32767 × 32767 16-bit RGBA is under the library's pixel limit, but decoding
+// it alone takes 8.6 GB: the loader compares the claimed size with the memory
+// available before the decoder allocates anything.
+TEST_F(BadInputCli, AClaimedSizeBeyondMemoryIsRefusedBeforeDecoding)
 {
     const QString path = Write("big.png", PngClaiming(32767, 32767, 16, 6));
     const LoadedImage loaded = LoadImageFile(path);
