@@ -105,14 +105,6 @@ void FuzzAlgManulCut(FuzzInput& in)
     std::vector<cv::Point> points = AnyPolygon(in, src.size(), 8);
     if (points.empty())
         points.push_back(AnyPoint(in, src.size()));
-    // Coordinates of about ±2³⁰ and beyond make the library's thick line
-    // divide by zero: SIGFPE (reported; BadInputCut.DISABLED_* reproduces
-    // it). Until the cut keeps its points nearer, the run holds them within
-    // ±2²⁴, still far outside any image.
-    for (cv::Point& p : points) {
-        p.x = std::clamp(p.x, -(1 << 24), 1 << 24);
-        p.y = std::clamp(p.y, -(1 << 24), 1 << 24);
-    }
     const cv::Mat copy = src.clone();
     cv::Mat out = Sentinel();
     const cv::Mat before = out;
