@@ -156,6 +156,35 @@ TEST_F(RegionMaskTest, DrawnPolygonIsTruncatedAndFilledWithItsBoundary)
     EXPECT_EQ(manager->GetDrawingPoints(), last);
 }
 
+TEST_F(RegionMaskTest, SegmentationKeepsToTheDrawnRegions)
+{
+    // A band over every grey level makes every pixel an object, so the
+    // binary image is exactly the drawn region.
+    StartWith(testimages::Colour(60, 80, 10, 20, 30));
+    manager->SetRegionSelectionMode(Manager::REGION_RECTANGLE);
+    Click({20, 0});  // scene (30, 10)
+    Move({40, 30});  // scene (40, 25)
+    Click({40, 30}); // finishes (30, 10, 10, 15)
+    manager->SetSelectedRegions();
+    manager->SetSegmentMode(Manager::SEGMENT_MANUAL);
+    manager->SetLowThreshold(0);
+    manager->SetHighThreshold(255);
+    EXPECT_TRUE(testimages::SameImage(manager->GetBinaryImage(), Expected({{30, 10, 11, 16}})));
+
+    manager->SetRegionSelectionMode(Manager::REGION_POLYGON);
+    Click({20, 10}); // scene (30, 15)
+    Move({61, 10});  // scene (50.5, 15)
+    Move({20, 51});  // scene (30, 35.5)
+    Click({20, 51});
+    manager->SetSelectedRegions();
+    manager->ImageSegment();
+    // The triangle (30, 15), (50, 15), (30, 35): row y holds columns 30..65-y.
+    cv::Mat expected = Expected({});
+    for (int y = 15; y <= 35; ++y)
+        expected.row(y).colRange(30, 66 - y).setTo(255);
+    EXPECT_TRUE(testimages::SameImage(manager->GetBinaryImage(), expected));
+}
+
 TEST(AlgGetROITest, ThreeChannelSourceGivesThreeChannelMask)
 {
     const cv::Mat source = testimages::Colour(6, 7, 1, 2, 3);
