@@ -174,12 +174,16 @@ int64_t AvailableMemory()
 
 QString ImageSizeProblem(const ImageHeader& header, int64_t available)
 {
-    const int64_t pixels = header.width * header.height;
+    // A header that claims no pixels is left to the decoder to refuse.
+    if (header.width <= 0 || header.height <= 0)
+        return QString();
     const QString size = QStringLiteral("%1 × %2 pixels").arg(header.width).arg(header.height);
-    if (pixels > kDecoderPixelLimit)
+    // Both sides may be near 2^32; compare before multiplying.
+    if (header.width > kDecoderPixelLimit / header.height)
         return QStringLiteral("image too large to decode: %1 (at most %2 pixels)")
             .arg(size)
             .arg(kDecoderPixelLimit);
+    const int64_t pixels = header.width * header.height;
     const int64_t decoded = pixels * header.channels * header.bytesPerSample;
     const int64_t needed = decoded + pixels * kWorkingBytesPerPixel;
     if (needed > available)

@@ -3,6 +3,7 @@
 // reason and no image; the program names the file on one line, exits 1 and
 // counts the rest of the batch.
 
+#include "imageheader.h"
 #include "imageloader.h"
 
 #include <QDir>
@@ -153,6 +154,26 @@ TEST_F(BadInputCli, AClaimedSizeBeyondMemoryIsRefusedBeforeDecoding)
     const LoadedImage loaded = LoadImageFile(path);
     EXPECT_FALSE(loaded.ok());
     EXPECT_TRUE(loaded.error.contains("32767")) << loaded.error.toStdString();
+}
+
+TEST(ImageSizeProblem, SidesNearTwoToThe32AreRefusedWithoutOverflow)
+{
+    // 4294967295 × 4294967295 does not fit a 64-bit product; it is refused
+    // by comparing one side with the limit over the other (found by fuzzing).
+    ImageHeader header;
+    header.width = 4294967295;
+    header.height = 4294967295;
+    header.channels = 3;
+    const QString problem = ImageSizeProblem(header, int64_t(1) << 40);
+    EXPECT_TRUE(problem.contains("4294967295")) << problem.toStdString();
+    // 2^15 × 2^15 is exactly the decoder's limit: only memory can refuse it.
+    header.width = header.height = 32768;
+    header.channels = 1;
+    EXPECT_TRUE(ImageSizeProblem(header, int64_t(1) << 40).isEmpty());
+    EXPECT_FALSE(ImageSizeProblem(header, int64_t(1) << 30).isEmpty());
+    // No pixels claimed: the decoder decides.
+    header.width = 0;
+    EXPECT_TRUE(ImageSizeProblem(header, 0).isEmpty());
 }
 
 TEST_F(BadInputCli, HugeClaimedSizesNeverStopTheBatch)
