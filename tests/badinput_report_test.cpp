@@ -11,57 +11,31 @@
 
 namespace {
 
-class BadInputReport : public ControllerTest
-{
-protected:
-    void SetUp() override
-    {
-        ControllerTest::SetUp();
-        ASSERT_TRUE(dir.isValid());
-        StartWith(testimages::Grey(30, 40, 128));
-        scene->setSceneRect(0, 0, 40, 30);
-    }
-    QStringList Entries(const QString& path) const
-    {
-        return QDir(path).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    }
+using BadInputReport = ControllerTest;
 
+// A missing folder, a file in place of the folder, a folder no one can write
+// to (even root cannot create files in /proc) and an empty path.
+TEST_F(BadInputReport, PathsThatCannotBeWrittenGetNothing)
+{
     QTemporaryDir dir;
-};
-
-TEST_F(BadInputReport, AFolderThatDoesNotExistGetsNothing)
-{
-    manager->ExportReport(dir.filePath("no/such/folder/report.xlsx"));
-    EXPECT_TRUE(Entries(dir.path()).isEmpty());
-}
-
-TEST_F(BadInputReport, AFileInPlaceOfTheFolderStaysAsItIs)
-{
+    ASSERT_TRUE(dir.isValid());
+    StartWith(testimages::Grey(30, 40, 128));
+    scene->setSceneRect(0, 0, 40, 30);
     QFile file(dir.filePath("notes.txt"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("keep me");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("keep me") == 7);
     file.close();
-    manager->ExportReport(dir.filePath("notes.txt/report.xlsx"));
-    EXPECT_EQ(Entries(dir.path()), QStringList{"notes.txt"});
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), "keep me");
-}
-
-TEST_F(BadInputReport, AFolderNoOneCanWriteToGetsNothing)
-{
-    // Even root cannot create files in /proc.
-    const QString path = "/proc/autocount-report.xlsx";
-    manager->ExportReport(path);
-    EXPECT_FALSE(QFileInfo::exists(path));
-}
-
-TEST_F(BadInputReport, AnEmptyPathWritesNothingInTheWorkingFolder)
-{
     const QString before = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(dir.path()));
-    manager->ExportReport(QString());
-    EXPECT_TRUE(Entries(dir.path()).isEmpty());
+    for (const QString& path :
+         {dir.filePath("no/such/folder/report.xlsx"), dir.filePath("notes.txt/report.xlsx"),
+          QString("/proc/autocount-report.xlsx"), QString()})
+        manager->ExportReport(path);
     QDir::setCurrent(before);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{"notes.txt"});
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), "keep me");
+    EXPECT_FALSE(QFileInfo::exists("/proc/autocount-report.xlsx"));
 }
 
 } // namespace

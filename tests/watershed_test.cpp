@@ -21,39 +21,29 @@ cv::Mat Bytes(int rows, int cols, std::initializer_list<int> values)
     return m;
 }
 
-TEST(WatershedTest, SeedImageWithoutOnesLabelsNothing)
+cv::Mat Flood(const cv::Mat& relief, cv::Mat& seeds)
 {
-    const cv::Mat relief = testimages::Grey(4, 5, 0);
-    cv::Mat seeds = Bytes(4, 5, {0, 2, 127, 255, 0,   //
-                                 0, 0, 0,   0,   0,   //
-                                 3, 0, 0,   0,   254, //
-                                 0, 0, 0,   0,   0});
-    const cv::Mat before = seeds.clone();
-    cv::Mat labels = testimages::Grey(2, 2, 9); // replaced, whatever it held
+    cv::Mat labels;
     AlgWatershed(relief, seeds, labels);
-    EXPECT_TRUE(SameImage(labels, testimages::Grey(4, 5, 0)));
-    EXPECT_TRUE(SameImage(seeds, before));
+    return labels;
 }
 
 TEST(WatershedTest, OneSeedFloodsBelow255AndLabelsOnlyTheFirstRingOf255)
 {
-    // The open basin (levels 0..20) is flooded; of the 255 plateau only the
-    // pixels with a 4-neighbour in the basin are labelled; (3, 3), a diagonal
-    // neighbour, and everything further out stay unreached.
-    const cv::Mat relief = Bytes(5, 7, {0,   0,   0,   255, 255, 255, 255, //
-                                        0,   10,  20,  255, 255, 255, 255, //
-                                        0,   0,   0,   255, 255, 255, 255, //
-                                        255, 255, 255, 255, 255, 255, 255, //
-                                        255, 255, 255, 255, 255, 255, 255});
+    // The open basin (levels 0..20 in the top-left 3 × 3) is flooded; of the
+    // 255 plateau only the pixels with a 4-neighbour in the basin are
+    // labelled; (3, 3), a diagonal neighbour, and everything further out stay
+    // unreached.
+    cv::Mat relief = testimages::Grey(5, 7, 255);
+    relief(cv::Rect(0, 0, 3, 3)).setTo(0);
+    relief.at<uchar>(1, 1) = 10;
+    relief.at<uchar>(1, 2) = 20;
     cv::Mat seeds = testimages::Grey(5, 7, 0);
     seeds.at<uchar>(1, 1) = 1;
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
-    EXPECT_TRUE(SameImage(labels, Bytes(5, 7, {1, 1, 1, 1, 0, 0, 0, //
-                                               1, 1, 1, 1, 0, 0, 0, //
-                                               1, 1, 1, 1, 0, 0, 0, //
-                                               1, 1, 1, 0, 0, 0, 0, //
-                                               0, 0, 0, 0, 0, 0, 0})));
+    cv::Mat expected = testimages::Grey(5, 7, 0);
+    expected(cv::Rect(0, 0, 4, 3)).setTo(1);
+    expected(cv::Rect(0, 3, 3, 1)).setTo(1);
+    EXPECT_TRUE(SameImage(Flood(relief, seeds), expected));
     EXPECT_EQ(seeds.at<uchar>(1, 1), 127);
 }
 
@@ -63,75 +53,46 @@ TEST(WatershedTest, EnclosedPlateauOf255KeepsItsInsideUnreached)
     relief(cv::Rect(1, 1, 3, 3)).setTo(255);
     cv::Mat seeds = testimages::Grey(5, 5, 0);
     seeds.at<uchar>(4, 4) = 1;
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
     cv::Mat expected = testimages::Grey(5, 5, 1);
     expected.at<uchar>(2, 2) = 0;
-    EXPECT_TRUE(SameImage(labels, expected));
+    EXPECT_TRUE(SameImage(Flood(relief, seeds), expected));
 }
 
-TEST(WatershedTest, SeedOnLevel255NeverFloods)
+TEST(WatershedTest, LowerLevelsFloodFirstAndTiesGoToTheLowerLabel)
 {
-    cv::Mat relief = testimages::Grey(3, 3, 0);
-    relief.at<uchar>(1, 1) = 255;
-    cv::Mat seeds = testimages::Grey(3, 3, 0);
-    seeds.at<uchar>(1, 1) = 1;
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
-    cv::Mat expected = testimages::Grey(3, 3, 0);
-    expected.at<uchar>(1, 1) = 1;
-    EXPECT_TRUE(SameImage(labels, expected));
-}
-
-TEST(WatershedTest, FlatReliefTiesGoToTheLowerLabel)
-{
-    // Row: both floods reach the middle pixel in the same pass; region 1
-    // drains its batch first.
-    {
-        cv::Mat seeds = Bytes(1, 5, {1, 0, 0, 0, 1});
-        cv::Mat labels;
-        AlgWatershed(testimages::Grey(1, 5, 0), seeds, labels);
-        EXPECT_TRUE(SameImage(labels, Bytes(1, 5, {1, 1, 1, 2, 2})));
-        EXPECT_TRUE(SameImage(seeds, Bytes(1, 5, {127, 0, 0, 0, 127})));
-    }
+    cv::Mat seeds = Bytes(1, 5, {1, 0, 0, 0, 1});
+    // Both floods reach the middle pixel in the same pass; region 1 drains
+    // its batch first.
+    EXPECT_TRUE(SameImage(Flood(testimages::Grey(1, 5, 0), seeds), Bytes(1, 5, {1, 1, 1, 2, 2})));
+    EXPECT_TRUE(SameImage(seeds, Bytes(1, 5, {127, 0, 0, 0, 127})));
     // Square: the whole anti-diagonal is contested and goes to region 1.
-    {
-        cv::Mat seeds = Bytes(3, 3, {1, 0, 0, 0, 0, 0, 0, 0, 1});
-        cv::Mat labels;
-        AlgWatershed(testimages::Grey(3, 3, 0), seeds, labels);
-        EXPECT_TRUE(SameImage(labels, Bytes(3, 3, {1, 1, 1, 1, 1, 2, 1, 2, 2})));
-    }
-}
-
-TEST(WatershedTest, LowerLevelsFloodFirst)
-{
+    seeds = Bytes(3, 3, {1, 0, 0, 0, 0, 0, 0, 0, 1});
+    EXPECT_TRUE(SameImage(Flood(testimages::Grey(3, 3, 0), seeds),
+                          Bytes(3, 3, {1, 1, 1, 1, 1, 2, 1, 2, 2})));
     // Region 2 crosses the valley at level 10 before region 1 leaves level 0
     // for 50; at level 50 region 1 still takes the middle pixel first.
-    const cv::Mat relief = Bytes(1, 7, {0, 50, 50, 50, 10, 10, 0});
-    cv::Mat seeds = Bytes(1, 7, {1, 0, 0, 0, 0, 0, 1});
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
-    EXPECT_TRUE(SameImage(labels, Bytes(1, 7, {1, 1, 1, 2, 2, 2, 2})));
+    seeds = Bytes(1, 7, {1, 0, 0, 0, 0, 0, 1});
+    EXPECT_TRUE(SameImage(Flood(Bytes(1, 7, {0, 50, 50, 50, 10, 10, 0}), seeds),
+                          Bytes(1, 7, {1, 1, 1, 2, 2, 2, 2})));
 }
 
-TEST(WatershedTest, SeedRegionsAreEightConnectedAndLabelledInRasterOrder)
+TEST(WatershedTest, OnlyOnesSeedEightConnectedRegionsLabelledInRasterOrder)
 {
     // The diagonal pair is one region; the pixel at (0, 3) is found first.
-    cv::Mat seeds = Bytes(3, 4,
-                          {0, 0, 0, 1, //
-                           1, 0, 0, 0, //
-                           0, 1, 0, 0});
-    cv::Mat labels;
+    // Seed values other than 1 mark nothing and stay as they are.
+    cv::Mat seeds = Bytes(3, 4, {0, 2, 0, 1, 1, 0, 0, 254, 0, 1, 127, 0});
+    cv::Mat labels = testimages::Grey(2, 2, 9); // replaced, whatever it held
     AlgWatershed(testimages::Grey(3, 4, 255), seeds, labels);
     EXPECT_TRUE(SameImage(labels, Bytes(3, 4, {0, 0, 0, 1, 2, 0, 0, 0, 0, 2, 0, 0})));
-    EXPECT_TRUE(SameImage(seeds, Bytes(3, 4, {0, 0, 0, 127, 127, 0, 0, 0, 0, 127, 0, 0})));
+    EXPECT_TRUE(SameImage(seeds, Bytes(3, 4, {0, 2, 0, 127, 127, 0, 0, 254, 0, 127, 127, 0})));
 }
 
 TEST(WatershedTest, The256thRegionIsWrittenAsZeroAndOtherFloodsOverwriteIt)
 {
     // Seeds at the even columns 0..510 (regions 1..256) and at column 514
     // (region 257, label 1). Only columns 509..515 lie below 255, so only
-    // region 257 floods, and it runs over the 256th seed at column 510.
+    // region 257 floods (seeds on level 255 never do), and it runs over the
+    // 256th seed at column 510.
     const int cols = 516;
     cv::Mat relief = testimages::Grey(1, cols, 255);
     relief(cv::Rect(509, 0, 7, 1)).setTo(0);
@@ -140,8 +101,7 @@ TEST(WatershedTest, The256thRegionIsWrittenAsZeroAndOtherFloodsOverwriteIt)
         seeds.at<uchar>(0, c) = 1;
     seeds.at<uchar>(0, 514) = 1;
 
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
+    const cv::Mat labels = Flood(relief, seeds);
     cv::Mat expected = testimages::Grey(1, cols, 0);
     for (int c = 0; c <= 508; c += 2)
         expected.at<uchar>(0, c) = static_cast<uchar>(c / 2 + 1);
@@ -169,24 +129,9 @@ TEST(WatershedTest, The256thRegionAloneInAClosedBasinEnds)
     }
     ASSERT_EQ(expected.at<uchar>(14, 62), 0);
 
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
-    EXPECT_TRUE(SameImage(labels, expected));
+    EXPECT_TRUE(SameImage(Flood(relief, seeds), expected));
     EXPECT_EQ(cv::countNonZero(seeds == 127), 1024);
     EXPECT_EQ(cv::countNonZero(seeds == 1), 0);
-}
-
-TEST(WatershedTest, ReliefHeaderIntoALargerImageIsRead)
-{
-    // A relief that is a view into a wider image (not continuous in memory).
-    cv::Mat wide = testimages::Grey(3, 8, 255);
-    wide(cv::Rect(2, 0, 4, 3)).setTo(0);
-    const cv::Mat relief = wide(cv::Rect(2, 0, 4, 3));
-    cv::Mat seeds = testimages::Grey(3, 4, 0);
-    seeds.at<uchar>(1, 0) = 1;
-    cv::Mat labels;
-    AlgWatershed(relief, seeds, labels);
-    EXPECT_TRUE(SameImage(labels, testimages::Grey(3, 4, 1)));
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QSet>
 #include <QTemporaryDir>
 
 #include <opencv2/imgcodecs.hpp>
@@ -38,6 +37,11 @@ syntheticcells::Layout Discs(int singles, int pairs, std::uint64_t seed, int rad
     p.roundOnly = true;
     p.seed = seed;
     return syntheticcells::MakeLayout(p);
+}
+
+QJsonArray ImagesOf(const QString& json)
+{
+    return QJsonDocument::fromJson(json.toUtf8()).object().value("images").toArray();
 }
 
 class CliEndToEnd : public ::testing::Test
@@ -79,7 +83,7 @@ protected:
     {
         const Outcome o = Run(QStringList{"--json"} + arguments);
         EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
-        return QJsonDocument::fromJson(o.out.toUtf8()).object().value("images").toArray();
+        return ImagesOf(o.out);
     }
 
     int Count(const QStringList& arguments)
@@ -104,39 +108,10 @@ TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
     const QString image = Write("discs.png", syntheticcells::Render(Discs(30, 0, 11)));
     EXPECT_EQ(Count({image}), 30);
     EXPECT_EQ(Count({"--cut", "none", image}), 30);
-    EXPECT_EQ(Count({"--cut", "merge", image}), 30);
-    // Bright objects on this image are the background, which reaches the border.
-    EXPECT_EQ(Count({"--mode", "bright", image}), 0);
     // Cells are near grey 76, the background near 214: a band over the dark
     // half finds every cell, a band between the two finds nothing.
     EXPECT_EQ(Count({"--mode", "manual", "--low", "0", "--high", "150", image}), 30);
     EXPECT_EQ(Count({"--mode", "manual", "--low", "120", "--high", "170", image}), 0);
-}
-
-TEST_F(CliEndToEnd, ObjectsAtTheBorderCountOnlyWhenKept)
-{
-    syntheticcells::Layout layout = Discs(10, 0, 16);
-    syntheticcells::Cell edge;
-    edge.centre = cv::Point(5, 300); // reaches past the left edge
-    edge.axes = cv::Size(20, 20);
-    layout.cells.push_back(edge);
-    const QString image = Write("edge.png", syntheticcells::Render(layout));
-    EXPECT_EQ(Count({image}), 10);
-    EXPECT_EQ(Count({"--keep-border", image}), 11);
-}
-
-TEST_F(CliEndToEnd, TheBundledSampleIsTheGeneratorsImage)
-{
-    syntheticcells::LayoutParams params;
-    params.seed = 2024;
-    const syntheticcells::Layout layout = syntheticcells::MakeLayout(params);
-    EXPECT_EQ(layout.Objects(), 40);
-    EXPECT_EQ(layout.Clumps(), 35);
-    const cv::Mat bundled = cv::imread(AUTOCOUNT_SAMPLE, cv::IMREAD_UNCHANGED);
-    const cv::Mat generated = syntheticcells::Render(layout);
-    ASSERT_EQ(bundled.size(), generated.size());
-    ASSERT_EQ(bundled.type(), generated.type());
-    EXPECT_EQ(cv::norm(bundled, generated, cv::NORM_INF), 0.0);
 }
 
 TEST_F(CliEndToEnd, TouchingPairsAreSplitOnlyByTheAutomaticCut)
@@ -164,13 +139,9 @@ TEST_F(CliEndToEnd, RectangleOverHalfASymmetricImageCountsHalf)
         left += cell.centre.x < 450 ? 1 : 0;
     ASSERT_GT(left, 5);
     const QString path = Write("mirror.png", image);
-
     EXPECT_EQ(Count({path}), 2 * left);
     EXPECT_EQ(Count({"--rect", "0,0,449,599", path}), left);
     EXPECT_EQ(Count({"--rect", "450,0,449,599", path}), left);
-    EXPECT_EQ(Count({"--polygon", "0,0,449,0,449,599,0,599", path}), left);
-    // Two rectangles together cover both halves.
-    EXPECT_EQ(Count({"--rect", "0,0,449,599", "--rect", "450,0,449,599", path}), 2 * left);
 }
 
 TEST_F(CliEndToEnd, CalibrationScalesAreasAndLengths)
@@ -178,7 +149,6 @@ TEST_F(CliEndToEnd, CalibrationScalesAreasAndLengths)
     const QString image = Write("discs.png", syntheticcells::Render(Discs(20, 0, 14)));
     const QJsonObject pixels = Images({image})[0].toObject();
     const QJsonObject microns = Images({"--scale", "0.5", "--unit", "um", image})[0].toObject();
-    EXPECT_EQ(microns.value("unit").toString(), "um");
     // A quarter, exactly: scaling by a power of two loses nothing.
     EXPECT_DOUBLE_EQ(microns.value("meanArea").toDouble(),
                      pixels.value("meanArea").toDouble() * 0.25);
@@ -186,14 +156,7 @@ TEST_F(CliEndToEnd, CalibrationScalesAreasAndLengths)
     const QJsonObject firstPx = pixels.value("objects").toArray()[0].toObject();
     EXPECT_DOUBLE_EQ(first.value("Area_um²").toDouble(),
                      firstPx.value("Area_px²").toDouble() * 0.25);
-    EXPECT_NEAR(first.value("Long Axis_um").toDouble(),
-                firstPx.value("Long Axis_px").toDouble() * 0.5, 0.001);
-    // Roundness has no unit and does not change.
     EXPECT_EQ(first.value("Roundness").toDouble(), firstPx.value("Roundness").toDouble());
-
-    const Outcome line = Run({"--scale", "0.5", "--unit", "um", image});
-    EXPECT_TRUE(line.out.contains(QStringLiteral(": 20 objects, mean area ")));
-    EXPECT_TRUE(line.out.trimmed().endsWith(QStringLiteral(" um²"))) << line.out.toStdString();
 }
 
 TEST_F(CliEndToEnd, FiltersDropWhatLiesOutsideTheirRange)
@@ -205,16 +168,11 @@ TEST_F(CliEndToEnd, FiltersDropWhatLiesOutsideTheirRange)
     const QString image = Write("sizes.png", syntheticcells::Render(layout));
     EXPECT_EQ(Count({image}), 20);
     EXPECT_EQ(Count({"--filter", "Area=500:", image}), 10);
-    EXPECT_EQ(Count({"--filter", "Area=:500", image}), 10);
-    EXPECT_EQ(Count({"--filter", "Radius=12:", image}), 10);
     EXPECT_EQ(Count({"--filter", "Area=5000:", image}), 0);
-
     const QJsonObject bare =
         Images({"--no-default-filters", "--filter", "Diameter=30:", image})[0].toObject();
     EXPECT_EQ(bare.value("count").toInt(), 10);
     EXPECT_EQ(bare.value("columns").toArray(), (QJsonArray{"NO.", "Diameter_px"}));
-    for (const QJsonValue& object : bare.value("objects").toArray())
-        EXPECT_GE(object.toObject().value("Diameter_px").toDouble(), 30.0);
 }
 
 TEST_F(CliEndToEnd, ParallelWorkersGiveTheSameResultsInTheSameOrder)
@@ -227,38 +185,24 @@ TEST_F(CliEndToEnd, ParallelWorkersGiveTheSameResultsInTheSameOrder)
     ASSERT_EQ(one.exitCode, 0) << one.err.toStdString();
     ASSERT_EQ(two.exitCode, 0) << two.err.toStdString();
     EXPECT_EQ(one.out, two.out);
-    EXPECT_EQ(one.err, two.err);
-    EXPECT_FALSE(Read("one.csv").isEmpty());
     EXPECT_EQ(Read("one.csv"), Read("two.csv"));
-    const QJsonArray images =
-        QJsonDocument::fromJson(one.out.toUtf8()).object().value("images").toArray();
+    const QJsonArray images = ImagesOf(one.out);
     ASSERT_EQ(images.size(), 5);
     for (int i = 0; i < 5; ++i)
         EXPECT_TRUE(images[i].toObject().value("file").toString().endsWith(
             QStringLiteral("img%1.png").arg(i)));
-
-    // Per-image outputs from the workers.
-    const Outcome files =
-        Run({"--jobs", "2", "--table", "tables/{stem}.csv", "--annotated", "{index}.png", "batch"});
-    EXPECT_EQ(files.exitCode, 0) << files.err.toStdString();
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_TRUE(Read(QStringLiteral("tables/img%1.csv").arg(i)).startsWith("NO.,Area_px²"));
-        EXPECT_TRUE(QFile::exists(Path(QStringLiteral("tables/img%1.settings.json").arg(i))));
-        EXPECT_TRUE(Read(QStringLiteral("%1.png").arg(i + 1)).startsWith("\x89PNG"));
-    }
 }
 
 TEST_F(CliEndToEnd, ShardsCoverEveryImageExactlyOnce)
 {
-    QStringList all;
     for (int i = 0; i < 7; ++i)
-        all << Write(QStringLiteral("plates/p%1.png").arg(i),
-                     syntheticcells::Render(Discs(5 + i, 0, 40 + i)));
+        Write(QStringLiteral("plates/p%1.png").arg(i),
+              syntheticcells::Render(Discs(5 + i, 0, 40 + i)));
     QStringList seen;
     int total = 0;
     for (int shard = 1; shard <= 3; ++shard) {
-        const QJsonArray images = Images({"--shard", QStringLiteral("%1/3").arg(shard), "plates"});
-        for (const QJsonValue& image : images) {
+        for (const QJsonValue& image :
+             Images({"--shard", QStringLiteral("%1/3").arg(shard), "plates"})) {
             seen << QFileInfo(image.toObject().value("file").toString()).fileName();
             total += image.toObject().value("count").toInt();
         }
@@ -274,55 +218,22 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     const cv::Mat good = syntheticcells::Render(Discs(12, 0, 50));
     Write("mixed/a.png", good);
     Write("mixed/d.png", good);
-    {
-        QFile text(Path("mixed/b.png"));
-        ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-        text.write("this is not a picture\n");
-    }
-    {
-        // The first half of a real PNG.
-        std::vector<uchar> bytes;
-        cv::imencode(".png", good, bytes);
-        QFile cut(Path("mixed/c.png"));
-        ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
-        cut.write(reinterpret_cast<const char*>(bytes.data()), bytes.size() / 2);
-    }
-    for (const char* jobs : {"1", "2"}) {
-        SCOPED_TRACE(jobs);
-        const Outcome o = Run({"--jobs", jobs, "--summary", "s.csv", "mixed", "missing.png"});
-        EXPECT_EQ(o.exitCode, 1);
-        const QStringList lines = o.out.trimmed().split('\n');
-        ASSERT_EQ(lines.size(), 2) << o.out.toStdString();
-        EXPECT_TRUE(lines[0].contains("a.png: 12 objects"));
-        EXPECT_TRUE(lines[1].contains("d.png: 12 objects"));
-        EXPECT_TRUE(o.err.contains("b.png: not an image")) << o.err.toStdString();
-        EXPECT_TRUE(o.err.contains("c.png: corrupt")) << o.err.toStdString();
-        EXPECT_TRUE(o.err.contains("missing.png: no such file")) << o.err.toStdString();
-        // Every input has its row, the failed ones with the reason.
-        const QStringList rows = QString::fromUtf8(Read("s.csv")).trimmed().split('\n');
-        EXPECT_EQ(rows.size(), 1 + 5);
-    }
-}
-
-TEST_F(CliEndToEnd, AWorkerThatDiesCostsOnlyItsImage)
-{
-    for (int i = 0; i < 6; ++i)
-        Write(QStringLiteral("run/img%1.png").arg(i),
-              syntheticcells::Render(Discs(4 + i, 0, 30 + i)));
-    const Outcome o = Run({"--jobs", "2", "--json", "run"}, {"AUTOCOUNT_TEST_CRASH_ON=img2.png"});
+    // The first half of a real PNG.
+    std::vector<uchar> bytes;
+    cv::imencode(".png", good, bytes);
+    QFile cut(Path("mixed/c.png"));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write(reinterpret_cast<const char*>(bytes.data()), bytes.size() / 2);
+    cut.close();
+    const Outcome o = Run({"--jobs", "2", "--summary", "s.csv", "mixed"});
     EXPECT_EQ(o.exitCode, 1);
-    EXPECT_TRUE(o.err.contains("img2.png: the worker process ended (crashed)"))
-        << o.err.toStdString();
-    const QJsonArray images =
-        QJsonDocument::fromJson(o.out.toUtf8()).object().value("images").toArray();
-    ASSERT_EQ(images.size(), 6);
-    for (int i = 0; i < 6; ++i) {
-        const QJsonObject image = images[i].toObject();
-        if (i == 2)
-            EXPECT_TRUE(image.contains("error"));
-        else
-            EXPECT_EQ(image.value("count").toInt(), 4 + i);
-    }
+    const QStringList lines = o.out.trimmed().split('\n');
+    ASSERT_EQ(lines.size(), 2) << o.out.toStdString();
+    EXPECT_TRUE(lines[0].contains("a.png: 12 objects"));
+    EXPECT_TRUE(lines[1].contains("d.png: 12 objects"));
+    EXPECT_TRUE(o.err.contains("c.png: corrupt")) << o.err.toStdString();
+    // Every input has its row, the failed one with the reason.
+    EXPECT_EQ(QString::fromUtf8(Read("s.csv")).trimmed().split('\n').size(), 1 + 3);
 }
 
 TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
@@ -331,9 +242,6 @@ TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
     const QList<QPair<QStringList, QString>> cases = {
         {{"--mode", "sideways", image}, "--mode"},
         {{"--rect", "1,2,3", image}, "--rect"},
-        {{"--jobs", "many", image}, "--jobs"},
-        {{"--low", "3", image}, "--low"},
-        {{"--filter", "Weight=1:2", image}, "--filter"},
         {{"--frobnicate", image}, "frobnicate"},
         {{"--report", "r.xlsx", image, image + "2"}, "--report"},
         {{"--annotated", image, image}, "--annotated"},
@@ -354,68 +262,22 @@ TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
 TEST_F(CliEndToEnd, OutputsAppearWholeOrNotAtAll)
 {
     const QString image = Write("x.png", syntheticcells::Render(Discs(8, 0, 70)));
-    {
-        QFile old(Path("table.csv"));
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write("old\n");
-    }
+    QFile old(Path("table.csv"));
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    old.write("old\n");
+    old.close();
     const Outcome o = Run({"--table", "table.csv", "--summary", "summary.csv", image},
                           {"AUTOCOUNT_TEST_FAIL_WRITE=table.csv"});
     EXPECT_EQ(o.exitCode, 1);
     EXPECT_TRUE(o.err.contains("table.csv")) << o.err.toStdString();
-    // The count itself still comes out.
-    EXPECT_TRUE(o.out.contains(": 8 objects"));
+    EXPECT_TRUE(o.out.contains(": 8 objects")); // the count itself still comes out
     EXPECT_EQ(Read("table.csv"), "old\n");
     // Nothing half-written remains, and no settings record without its table.
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
               (QStringList{"summary.csv", "table.csv", "x.png"}));
-
-    const Outcome noSummary =
-        Run({"--summary", "s2.csv", image}, {"AUTOCOUNT_TEST_FAIL_WRITE=s2.csv"});
-    EXPECT_EQ(noSummary.exitCode, 1);
+    EXPECT_EQ(Run({"--summary", "s2.csv", image}, {"AUTOCOUNT_TEST_FAIL_WRITE=s2.csv"}).exitCode,
+              1);
     EXPECT_FALSE(QFile::exists(Path("s2.csv")));
-}
-
-TEST_F(CliEndToEnd, SettingsFilesReproduceARun)
-{
-    syntheticcells::Layout layout = Discs(20, 0, 80, 20);
-    for (int i = 0; i < 6; ++i)
-        layout.cells[i].axes = cv::Size(9, 9);
-    const QString image = Write("x.png", syntheticcells::Render(layout));
-    // Areas in mm² are four times the pixel areas: about 900 for the small discs.
-    const QStringList options = {"--filter", "Area=2000:", "--morph", "open", "--fill-holes",
-                                 "--scale",  "2",          "--unit",  "mm"};
-    const Outcome saved = Run(options + QStringList{"--save-settings", "mine.json"});
-    EXPECT_EQ(saved.exitCode, 0) << saved.err.toStdString();
-    EXPECT_TRUE(saved.out.isEmpty()); // saving alone counts nothing
-
-    const QJsonObject direct =
-        Images(options + QStringList{"--table", "t.csv", image})[0].toObject();
-    const QJsonObject fromFile = Images({"--settings", "mine.json", image})[0].toObject();
-    const QJsonObject fromSidecar = Images({"--settings", "t.settings.json", image})[0].toObject();
-    EXPECT_EQ(direct.value("count").toInt(), 14);
-    EXPECT_EQ(direct.value("objects"), fromFile.value("objects"));
-    EXPECT_EQ(direct.value("objects"), fromSidecar.value("objects"));
-    const QJsonObject sidecar = QJsonDocument::fromJson(Read("t.settings.json")).object();
-    EXPECT_EQ(sidecar.value("image").toString(), image);
-    EXPECT_EQ(sidecar.value("unit").toString(), "mm");
-}
-
-TEST_F(CliEndToEnd, WideAndGreyImagesCountLikeTheirEightBitColour)
-{
-    const cv::Mat colour = syntheticcells::Render(Discs(15, 0, 90));
-    cv::Mat grey;
-    cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
-    cv::Mat wide;
-    grey.convertTo(wide, CV_16U, 257.0);
-    const QString greyPath = Write("grey.png", grey);
-    const QString widePath = Write("wide.png", wide);
-    const QString tiffPath = Write("wide.tif", wide);
-    const QJsonObject g = Images({greyPath})[0].toObject();
-    EXPECT_EQ(g.value("count").toInt(), 15);
-    // 16-bit values of 257·v read back as v: the very same objects.
-    EXPECT_EQ(Images({widePath})[0].toObject().value("objects"), g.value("objects"));
-    EXPECT_EQ(Images({tiffPath})[0].toObject().value("objects"), g.value("objects"));
 }
 
 TEST_F(CliEndToEnd, TheSampleCountsFortyAndLeavesReportAndPicture)
@@ -425,22 +287,5 @@ TEST_F(CliEndToEnd, TheSampleCountsFortyAndLeavesReportAndPicture)
     EXPECT_TRUE(o.out.contains("cells.png: 40 objects, mean area ")) << o.out.toStdString();
     EXPECT_TRUE(Read("autocount-sample/report.xlsx").startsWith("PK"));
     const cv::Mat picture = cv::imread(Path("autocount-sample/annotated.png").toStdString());
-    EXPECT_EQ(picture.cols, 800);
-    EXPECT_EQ(picture.rows, 600);
-}
-
-TEST_F(CliEndToEnd, HelpDocumentsEveryOptionAndTheConversion)
-{
-    const Outcome o = Run({"--help"});
-    EXPECT_EQ(o.exitCode, 0);
-    for (const char* option :
-         {"--rect",          "--polygon",     "--mode",   "--channel",
-          "--low",           "--high",        "--morph",  "--fill-holes",
-          "--cut",           "--keep-border", "--filter", "--no-default-filters",
-          "--scale",         "--unit",        "--report", "--annotated",
-          "--table",         "--summary",     "--json",   "--settings",
-          "--save-settings", "--jobs",        "--shard",  "1/257",
-          "Examples:"})
-        EXPECT_TRUE(o.out.contains(QLatin1String(option))) << option;
-    EXPECT_FALSE(o.out.contains("--worker"));
+    EXPECT_EQ(picture.size(), cv::Size(800, 600));
 }

@@ -1,9 +1,7 @@
 // largeimagerun [WIDTH HEIGHT]: one counting run through the controller on a
-// synthetic camera-sized picture (default 5472 × 3648, 20 megapixels) of
-// touching dark cells on a noisy light background: region selection (whole
-// image), automatic dark segmentation, opening and hole filling, the
-// automatic cut, measurement and the results step. Prints the object count
-// and the time of each step; exits 1 if the run finds no objects.
+// synthetic camera-sized picture (default 5472 × 3648) of touching dark cells
+// on a noisy light background. Prints the object count and the time of each
+// step; exits 1 if the run finds no objects.
 
 #include "autocount/autocountmanager.h"
 #include "host/displaycanvas.h"
@@ -17,13 +15,10 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
-
-cv::Mat Picture(int width, int height)
+static cv::Mat Picture(int width, int height)
 {
     cv::Mat picture(height, width, CV_8UC3);
     cv::randu(picture, cv::Scalar::all(190), cv::Scalar::all(230));
@@ -39,8 +34,6 @@ cv::Mat Picture(int width, int height)
     return picture;
 }
 
-} // namespace
-
 int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
@@ -51,9 +44,8 @@ int main(int argc, char** argv)
 
     QElapsedTimer timer;
     timer.start();
-    auto step = [&](const char* what) {
+    const auto step = [&](const char* what) {
         std::printf("%-28s %8lld ms\n", what, static_cast<long long>(timer.restart()));
-        std::fflush(stdout);
     };
 
     RecordingCanvas canvas;
@@ -61,12 +53,11 @@ int main(int argc, char** argv)
     step("picture");
 
     QGraphicsView view;
-    auto* scene = new QGraphicsScene(&view);
-    view.setScene(scene);
+    view.setScene(new QGraphicsScene(&view));
     AutoCountManager::InitDataTypeMap();
     AutoCountManager manager;
     manager.SetDisplayCanvas(&canvas);
-    manager.SetScene(scene);
+    manager.SetScene(view.scene());
     manager.Init();
 
     manager.SetAutoCountStep(AutoCountManager::STEP_REGION);
@@ -80,20 +71,14 @@ int main(int argc, char** argv)
     manager.FillHole();
     step("segmentation");
 
-    std::atomic<bool> cutDone{false};
-    const int observer = HostEvents::AddObserver([&](int code, void*) {
-        if (code == HOST_EVENT_AUTO_CUT_FINISHED)
-            cutDone = true;
-    });
+    const HostEventLog events;
     manager.SetAutoCountStep(AutoCountManager::STEP_SEPARATE);
     manager.SetObjectCutMode(AutoCountManager::CUT_AUTO);
-    while (!cutDone)
+    while (events.Count(HOST_EVENT_AUTO_CUT_FINISHED) == 0)
         QThread::msleep(5);
-    HostEvents::RemoveObserver(observer);
     manager.slotAutoCutFinished();
     step("automatic cut");
-    // The worker thread idles in its event loop after the cut; let it end so
-    // that the process exits cleanly.
+    // Let the idle worker thread end, so that the process exits cleanly.
     AutoCountManager::autoCountThread->quit();
     AutoCountManager::autoCountThread->wait();
 

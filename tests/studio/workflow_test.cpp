@@ -2,21 +2,15 @@
 #include "studiofixture.h"
 
 #include "discimage.h"
-#include "resultspanel.h"
-#include "steppanel.h"
 
 #include "autocount/autocountmanager.h"
 
 #include <QComboBox>
 #include <QDir>
-#include <QFileInfo>
 #include <QGraphicsRectItem>
 #include <QLabel>
 #include <QProcess>
-#include <QProgressBar>
-#include <QPushButton>
 #include <QSlider>
-#include <QStatusBar>
 #include <QTableWidget>
 #include <QTest>
 
@@ -32,8 +26,7 @@ void Choose(QComboBox* combo, int data)
     emit combo->activated(index);
 }
 
-/// The report read back by openpyxl: sheet names, then the row count of each
-/// sheet, one per line. Empty when no python3 with openpyxl is installed.
+/// Sheet names, then row counts, as openpyxl reads them; empty without openpyxl.
 QStringList ReadWorkbook(const QString& path)
 {
     QProcess python;
@@ -57,15 +50,11 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
 
     // Step 1: a rectangle drawn with the mouse through the zoomed view.
     ClickButton("regionRectangle");
-    ASSERT_EQ(AutoCountManager::regionSelectionMode, AutoCountManager::REGION_RECTANGLE);
     const cv::Rect region = discimage::kRegion;
     DrawRectangle(QPoint(region.x, region.y), QPoint(region.br().x - 1, region.br().y - 1));
     ASSERT_EQ(manager->GetRectItems().size(), 1);
-    EXPECT_EQ(manager->GetCurrentRectItem(), nullptr);
     const QRectF drawn = manager->GetRectItems().first()->rect().normalized();
     EXPECT_NEAR(drawn.left(), region.x + 0.5, 1.0);
-    EXPECT_NEAR(drawn.top(), region.y + 0.5, 1.0);
-    EXPECT_NEAR(drawn.right(), region.br().x - 0.5, 1.0);
     EXPECT_NEAR(drawn.bottom(), region.br().y - 0.5, 1.0);
 
     // Step 2: automatic threshold of bright objects, then the low bound moved
@@ -82,7 +71,6 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
     const cv::Mat automatic = manager->GetBinaryImage().clone();
     EXPECT_EQ(automatic.at<uchar>(60, 60), 255);
     EXPECT_EQ(automatic.at<uchar>(60, 270), 0) << "a disc outside the region";
-    EXPECT_EQ(automatic.at<uchar>(100, 100), 0) << "background";
 
     auto* lowSlider = window->findChild<QSlider*>("lowSlider");
     lowSlider->setFocus();
@@ -90,7 +78,6 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
         QTest::keyClick(lowSlider, Qt::Key_PageUp);
     manager->GetThreshold(low, high);
     EXPECT_EQ(low, 40 + 6 * lowSlider->pageStep());
-    EXPECT_EQ(AutoCountManager::segmentMode, AutoCountManager::SEGMENT_MANUAL);
     EXPECT_EQ(mode->currentData().toInt(), AutoCountManager::SEGMENT_MANUAL);
     // Disc grey 193 lies in the band, background 40 does not: the same objects.
     EXPECT_EQ(cv::countNonZero(manager->GetBinaryImage() != automatic), 0);
@@ -100,15 +87,7 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
     ASSERT_EQ(Session()->Step(), AutoCountManager::STEP_SEPARATE);
     ClickButton("autoCutButton");
     ASSERT_NE(AutoCountManager::autoCountThread, nullptr) << "this build has no automatic cut";
-    if (Session()->IsAutoCutRunning()) {
-        EXPECT_TRUE(window->findChild<QProgressBar*>("autoCutBusy")->isVisible());
-        EXPECT_FALSE(window->findChild<QPushButton*>("manualCutButton")->isEnabled());
-        EXPECT_FALSE(window->findChild<QPushButton*>("mergeButton")->isEnabled());
-        EXPECT_FALSE(window->findChild<QPushButton*>("nextButton")->isEnabled());
-        EXPECT_FALSE(Session()->AcceptsMouse());
-    }
     ASSERT_TRUE(WaitForAutoCut());
-    EXPECT_TRUE(window->findChild<QPushButton*>("mergeButton")->isEnabled());
 
     // Step 4: three single discs and the pair, cut in two, inside the region.
     ClickButton("nextButton");
@@ -126,29 +105,15 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
     EXPECT_EQ(manager->GetHighlightedIndex(), 2);
     EXPECT_EQ(manager->GetTargetItems()[2]->brush().color(), QColor(Qt::red));
 
-    // ...and a click on an object selects its row.
-    const parResult& first = manager->GetValidResults()[0];
-    Click(ViewportPos(first.centerX, first.centerY));
-    EXPECT_EQ(manager->GetHighlightedIndex(), 0);
-    EXPECT_EQ(table->currentRow(), 0);
-
     // The report, written whole under its own name.
     const QString report = folder.filePath("count.xlsx");
     ASSERT_TRUE(window->ExportReport(report, true));
-    EXPECT_TRUE(QFileInfo(report).size() > 0);
     EXPECT_EQ(QDir(folder.path()).entryList({"*.xlsx*"}, QDir::Files | QDir::Hidden),
               QStringList{"count.xlsx"});
     const QStringList book = ReadWorkbook(report);
     if (!book.isEmpty()) {
         ASSERT_EQ(book.size(), 6);
-        EXPECT_EQ(book[0], "Automatic Counting Image");
         EXPECT_EQ(book[1], "Automatic Counting Table");
-        EXPECT_EQ(book[2], "Automatic Counting Statistics");
         EXPECT_EQ(book[4].toInt(), expected + 1) << "header and one row per object";
     }
-
-    // Finish keeps the results on the image and ends counting.
-    ClickButton("finishButton");
-    EXPECT_EQ(Session()->Step(), AutoCountManager::STEP_ENDED);
-    EXPECT_EQ(manager->GetTargetItems().size(), expected);
 }
