@@ -14,51 +14,43 @@ CameraSource::CameraSource(QObject* parent) : QObject(parent)
 
 void CameraSource::Probe()
 {
-    if (busy_)
-        return;
-    busy_ = true;
-    QPointer<CameraSource> self(this);
-    QThread* thread = QThread::create([self] {
-        cv::VideoCapture capture(0);
-        const bool found = capture.isOpened();
-        // Handed to the interface thread; the source may be gone by then.
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, found] {
-                if (!self)
-                    return;
-                self->busy_ = false;
-                self->available_ = found;
-                emit self->availableChanged(found);
-            },
-            Qt::QueuedConnection);
+    OnWorker(false, [](CameraSource* self, bool opened, const cv::Mat&) {
+        self->available_ = opened;
+        emit self->availableChanged(opened);
     });
-    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
 }
 
 void CameraSource::Capture()
+{
+    OnWorker(true, [](CameraSource* self, bool, const cv::Mat& frame) {
+        if (frame.empty())
+            emit self->captureFailed(tr("The camera gave no picture."));
+        else
+            emit self->frameCaptured(frame);
+    });
+}
+
+void CameraSource::OnWorker(bool grab, Finish finish)
 {
     if (busy_)
         return;
     busy_ = true;
     QPointer<CameraSource> self(this);
-    QThread* thread = QThread::create([self] {
+    QThread* thread = QThread::create([self, grab, finish] {
         cv::VideoCapture capture(0);
+        const bool opened = capture.isOpened();
         cv::Mat frame;
-        if (capture.isOpened())
+        if (opened && grab)
             capture.read(frame);
         const cv::Mat result = frame.clone();
+        // Handed to the interface thread; the source may be gone by then.
         QMetaObject::invokeMethod(
             qApp,
-            [self, result] {
+            [self, opened, result, finish] {
                 if (!self)
                     return;
                 self->busy_ = false;
-                if (result.empty())
-                    emit self->captureFailed(tr("The camera gave no picture."));
-                else
-                    emit self->frameCaptured(result);
+                finish(self, opened, result);
             },
             Qt::QueuedConnection);
     });

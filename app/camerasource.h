@@ -26,6 +26,13 @@ signals:
     void captureFailed(const QString& message);
 
 private:
+    /// Called on the interface thread with whether the device opened and the
+    /// frame read (empty unless one was asked for and came).
+    using Finish = void (*)(CameraSource* self, bool opened, const cv::Mat& frame);
+    /// Opens the camera on a worker thread, reads one frame when @p grab is
+    /// set, and hands the outcome to @p finish; does nothing while busy.
+    void OnWorker(bool grab, Finish finish);
+
     bool available_ = false;
     bool busy_ = false;
 };
