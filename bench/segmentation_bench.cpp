@@ -9,6 +9,7 @@
 
 #include "autocount/alg/alg.h"
 #include "autocount/autocountmanager.h"
+#include "headlessqt.h"
 #include "host/displaycanvas.h"
 #include "ratioreporter.h"
 
@@ -191,13 +192,8 @@ void FillHole(benchmark::State& state)
 
 int main(int argc, char** argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    benchratio::UseHeadlessQt();
     QApplication app(argc, argv);
-    // The controller's debug lines would interleave with the table.
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
-        if (type != QtDebugMsg)
-            std::fprintf(stderr, "%s\n", qPrintable(text));
-    });
     benchmark::Initialize(&argc, argv);
 
     Session s;
