@@ -1,5 +1,6 @@
-// Image files that cannot be counted: truncated, not images at all, or
-// claiming more pixels than memory holds.
+// Image files that cannot be counted (truncated, not images at all, or
+// claiming more pixels than memory holds) and report paths that cannot be
+// written.
 
 #include "imageloader.h"
 
@@ -114,6 +115,28 @@ TEST_F(BadInputCli, HugeClaimedSizesAreRefusedByNameAndNeverStopTheBatch)
     const QString out = process.readAllStandardOutput(), err = process.readAllStandardError();
     EXPECT_TRUE(out.contains("c-good.png: 1 object")) << out.toStdString();
     EXPECT_TRUE(err.contains("a-huge.png") && err.contains("b-big.png")) << err.toStdString();
+}
+
+// The count still comes out; the report that cannot be written is named on
+// standard error, the status is 1 and the file in the way is untouched.
+TEST_F(BadInputCli, UnwritableReportPathsAreNamedAndTheCountStillComesOut)
+{
+    Write("c.png", Encoded(".png"));
+    Write("notes.txt", "keep me");
+    for (const QString report : {"notes.txt/r.xlsx", "/proc/autocount-r.xlsx"}) {
+        QProcess process;
+        process.setWorkingDirectory(dir.path());
+        process.start(QStringLiteral(AUTOCOUNT_PROGRAM), {"count", "--report", report, "c.png"});
+        ASSERT_TRUE(process.waitForFinished(120000));
+        EXPECT_EQ(process.exitCode(), 1) << report.toStdString();
+        EXPECT_TRUE(QString(process.readAllStandardOutput()).contains("c.png: 1 object"));
+        const QString err = process.readAllStandardError();
+        EXPECT_TRUE(err.startsWith("autocount: " + report)) << err.toStdString();
+    }
+    QFile notes(dir.filePath("notes.txt"));
+    ASSERT_TRUE(notes.open(QIODevice::ReadOnly));
+    EXPECT_EQ(notes.readAll(), "keep me");
+    EXPECT_FALSE(QFile::exists("/proc/autocount-r.xlsx"));
 }
 
 } // namespace
