@@ -234,6 +234,15 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     EXPECT_TRUE(o.err.contains("c.png: corrupt")) << o.err.toStdString();
     // Every input has its row, the failed one with the reason.
     EXPECT_EQ(QString::fromUtf8(Read("s.csv")).trimmed().split('\n').size(), 1 + 3);
+
+    // A worker process that dies costs only the image it was counting.
+    const Outcome crashed =
+        Run({"--jobs", "2", "mixed/a.png", "mixed/d.png"}, {"AUTOCOUNT_TEST_CRASH_ON=d.png"});
+    EXPECT_EQ(crashed.exitCode, 1);
+    EXPECT_EQ(crashed.out.trimmed().split('\n').size(), 1) << crashed.out.toStdString();
+    EXPECT_TRUE(crashed.out.contains("a.png: 12 objects"));
+    EXPECT_TRUE(crashed.err.contains("d.png: the worker process ended"))
+        << crashed.err.toStdString();
 }
 
 TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)
