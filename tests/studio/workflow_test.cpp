@@ -10,6 +10,7 @@
 #include <QGraphicsRectItem>
 #include <QLabel>
 #include <QProcess>
+#include <QPushButton>
 #include <QSlider>
 #include <QTableWidget>
 #include <QTest>
@@ -85,9 +86,21 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
     // Step 3: the automatic cut, with the other cut controls locked while it runs.
     ClickButton("nextButton");
     ASSERT_EQ(Session()->Step(), AutoCountManager::STEP_SEPARATE);
+    const cv::Mat uncut = manager->GetBinaryImage().clone();
     ClickButton("autoCutButton");
     ASSERT_NE(AutoCountManager::autoCountThread, nullptr) << "this build has no automatic cut";
+    // The result is taken only in the event loop, so the cut counts as running
+    // here: every control that could change the cut mode is off, the session
+    // refuses the calls behind them, and the binary image is still the old one.
+    for (const char* name : {"autoCutButton", "manualCutButton", "mergeButton", "nextButton"})
+        EXPECT_FALSE(window->findChild<QPushButton*>(name)->isEnabled()) << name;
+    EXPECT_FALSE(Session()->StartAutoCut());
+    Session()->SetManualCut(true);
+    EXPECT_FALSE(Session()->IsManualCut());
+    EXPECT_EQ(cv::countNonZero(manager->GetBinaryImage() != uncut), 0);
     ASSERT_TRUE(WaitForAutoCut());
+    EXPECT_TRUE(window->findChild<QPushButton*>("manualCutButton")->isEnabled());
+    EXPECT_GT(cv::countNonZero(manager->GetBinaryImage() != uncut), 0) << "the pair was cut";
 
     // Step 4: three single discs and the pair, cut in two, inside the region.
     ClickButton("nextButton");
