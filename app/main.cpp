@@ -2,7 +2,6 @@
 // module, step by step, with the mouse.
 #include "calibration.h"
 #include "demoscreenshots.h"
-#include "imageloader.h"
 #include "mainwindow.h"
 
 #include "host/hostpaths.h"
@@ -43,8 +42,9 @@ int main(int argc, char** argv)
     const QString config = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
     if (!config.isEmpty() && QDir().mkpath(config))
         HostPaths::SetSettingsDirectory(config);
-    PixelFormatAdapter::SetConverter(
-        [](const cv::Mat& src, cv::Mat& dst, int) { dst = ImageLoader::ToBgr8(src); });
+    PixelFormatAdapter::SetConverter([](const cv::Mat& src, cv::Mat& dst, int) {
+        dst = PixelFormatAdapter::ToModuleFormat(src);
+    });
     Calibration::Load().Apply();
 
     MainWindow window;

@@ -16,6 +16,7 @@
 #include "targetappearancedialog.h"
 
 #include "autocount/autocountmanager.h"
+#include "host/pixelformatadapter.h"
 
 #include <QAction>
 #include <QApplication>
@@ -261,7 +262,7 @@ bool MainWindow::OpenImage(const QString& path)
 
 void MainWindow::SetImage(const cv::Mat& image, const QString& title)
 {
-    const cv::Mat bgr = ImageLoader::ToBgr8(image);
+    const cv::Mat bgr = PixelFormatAdapter::ToModuleFormat(image);
     if (bgr.empty() || session_->IsAutoCutRunning())
         return;
     // The previous run is dropped before the picture changes under it.

@@ -8,7 +8,6 @@
 #include <QFileInfo>
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 
 const char* const kImageSuffixes[6] = {"png", "jpg", "jpeg", "tif", "tiff", "bmp"};
 
@@ -75,42 +74,11 @@ LoadedImage LoadImageFile(const QString& path)
     return loaded;
 }
 
-void ConvertToModuleFormat(const cv::Mat& src, cv::Mat& dst)
-{
-    if (src.empty()) {
-        dst = src;
-        return;
-    }
-    cv::Mat eight = src;
-    if (src.depth() == CV_16U)
-        src.convertTo(eight, CV_8U, 1.0 / 257.0);
-    else if (src.depth() != CV_8U)
-        src.convertTo(eight, CV_8U);
-    switch (eight.channels()) {
-    case 1:
-        cv::cvtColor(eight, dst, cv::COLOR_GRAY2BGR);
-        break;
-    case 2: {
-        // Grey with alpha: the grey plane counts.
-        cv::Mat grey;
-        cv::extractChannel(eight, grey, 0);
-        cv::cvtColor(grey, dst, cv::COLOR_GRAY2BGR);
-        break;
-    }
-    case 4:
-        cv::cvtColor(eight, dst, cv::COLOR_BGRA2BGR);
-        break;
-    default:
-        dst = eight;
-        break;
-    }
-}
-
 void InstallModuleFormatConversion()
 {
     PixelFormatAdapter::SetConverter([](const cv::Mat& src, cv::Mat& dst, int mode) {
         if (mode == PixelFormatAdapter::kCaptureMode) {
-            ConvertToModuleFormat(src, dst);
+            dst = PixelFormatAdapter::ToModuleFormat(src);
         } else if (&src != &dst) {
             dst = src.clone();
         }

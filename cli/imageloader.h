@@ -1,7 +1,7 @@
 #pragma once
 
-// Reading image files for counting, and the conversion of what was read into
-// the module's working form (8-bit, three channels, blue-green-red).
+// Reading image files for counting, and the host's conversion of what was
+// read into the module's working form.
 
 #include <QString>
 
@@ -22,16 +22,7 @@ struct LoadedImage
 /// and a pixel type that cannot be counted (only 8- and 16-bit images are).
 LoadedImage LoadImageFile(const QString& path);
 
-/**
- * @brief Brings a decoded image into 8-bit BGR, the form the module counts.
- *
- * 16-bit images are scaled by 1/257 (rounded), so 65535 becomes 255 and the
- * same grey reads the same in every image of a batch; single-channel images
- * are repeated into the three planes; an alpha plane is dropped. An 8-bit BGR
- * image passes unchanged (same buffer when @p src and @p dst are the same).
- */
-void ConvertToModuleFormat(const cv::Mat& src, cv::Mat& dst);
-
-/// Installs ConvertToModuleFormat as the host's pixel-format conversion
+/// Installs PixelFormatAdapter::ToModuleFormat as the host's pixel-format
+/// conversion
 /// (the module asks for it when it captures the image at step 1).
 void InstallModuleFormatConversion();

@@ -25,4 +25,16 @@ AUTOCOUNT_HOST_EXPORT void Convert(const cv::Mat& src, cv::Mat& dst, int mode);
 /// Installs the host's converter; an empty function restores the default.
 AUTOCOUNT_HOST_EXPORT void SetConverter(Converter converter);
 
+/**
+ * @brief Brings a decoded image into 8-bit BGR, the form the module counts.
+ *
+ * 16-bit samples are scaled by 255/65535 and rounded (65535 becomes 255, so
+ * the same grey reads the same in every picture); other depths are saturated
+ * to 0..255 unscaled. Grey is repeated into the three planes, an alpha plane
+ * is dropped, and grey with alpha (or any other channel count) keeps its first
+ * plane. An 8-bit BGR image comes back as it is, sharing its buffer; an empty
+ * image stays empty.
+ */
+AUTOCOUNT_HOST_EXPORT cv::Mat ToModuleFormat(const cv::Mat& image);
+
 } // namespace PixelFormatAdapter

@@ -32,6 +32,26 @@ TEST_F(ControllerTest, StepOneRunsTheCaptureConversionInPlace)
     EXPECT_EQ(manager->GetSourceImage().rows, 2);
 }
 
+// The hosts' conversion into the module's form, by hand: 16-bit v becomes
+// v · 255 / 65535 rounded (128 is 0.498, 129 is 0.502), grey is spread to the
+// three planes, alpha is dropped, and 8-bit BGR passes with its buffer.
+TEST(ModuleFormat, SixteenBitScaledRoundedGreySpreadAlphaDropped)
+{
+    cv::Mat wide(1, 8, CV_16UC1);
+    const quint16 in[] = {0, 128, 129, 257, 257 * 100, 257 * 7 + 128, 32896, 65535};
+    const uchar expected[] = {0, 0, 1, 1, 100, 7, 128, 255};
+    for (int i = 0; i < 8; ++i)
+        wide.at<quint16>(0, i) = in[i];
+    const cv::Mat out = PixelFormatAdapter::ToModuleFormat(wide);
+    ASSERT_EQ(out.type(), CV_8UC3);
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(out.at<cv::Vec3b>(0, i), cv::Vec3b::all(expected[i])) << i;
+    const cv::Mat rgba(1, 1, CV_8UC4, cv::Scalar(10, 20, 30, 0));
+    EXPECT_EQ(PixelFormatAdapter::ToModuleFormat(rgba).at<cv::Vec3b>(0, 0), cv::Vec3b(10, 20, 30));
+    const cv::Mat bgr = testimages::Colour(2, 3, 1, 2, 3);
+    EXPECT_EQ(PixelFormatAdapter::ToModuleFormat(bgr).data, bgr.data);
+}
+
 TEST_F(ControllerTest, StepOneSharesTheCanvasBufferStepZeroEndsCounting)
 {
     cv::Mat first = testimages::Colour(4, 5, 1, 2, 3);

@@ -7,6 +7,8 @@
 #include "countsettings.h"
 #include "imageloader.h"
 
+#include "host/pixelformatadapter.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
@@ -59,10 +61,9 @@ void FuzzCliImageFile(FuzzInput& in)
     Require(!loaded.image.empty() && (depth == CV_8U || depth == CV_16U) &&
                 loaded.image.channels() <= 4,
             "LoadImageFile: an accepted image is 8- or 16-bit with 1 to 4 channels");
-    cv::Mat converted;
-    ConvertToModuleFormat(loaded.image, converted);
+    const cv::Mat converted = PixelFormatAdapter::ToModuleFormat(loaded.image);
     Require(converted.type() == CV_8UC3 && converted.size() == loaded.image.size(),
-            "ConvertToModuleFormat: must give 8-bit BGR of the image's size");
+            "ToModuleFormat: must give 8-bit BGR of the image's size");
 }
 
 void FuzzCliCommandLine(FuzzInput& in)

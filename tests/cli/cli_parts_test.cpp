@@ -1,10 +1,9 @@
 // The command-line tool's parts on their own: options and settings files,
-// batch planning, image conversion, number output and progress.
+// batch planning, number output and progress.
 
 #include "batchplan.h"
 #include "commandline.h"
 #include "countsettings.h"
-#include "imageloader.h"
 #include "imageresult.h"
 #include "outputwriters.h"
 #include "progressbar.h"
@@ -118,23 +117,6 @@ TEST(CliBatchPlan, PatternsAndClashes)
     OutputRequest summary;
     summary.summary = "b.tif"; // an output onto an input
     EXPECT_THROW(batchplan::Plan({"a.png", "b.tif"}, summary, {1, 1}), UsageError);
-}
-
-TEST(CliImages, SixteenBitAndAlphaBecomeEightBitColour)
-{
-    cv::Mat wide(1, 6, CV_16UC1);
-    const quint16 in[] = {0, 257 * 100, 65535, 128, 129, 257 * 7 + 128};
-    const uchar expected[] = {0, 100, 255, 0, 1, 7}; // 128 is 0.498, 129 is 0.502
-    for (int i = 0; i < 6; ++i)
-        wide.at<quint16>(0, i) = in[i];
-    cv::Mat out;
-    ConvertToModuleFormat(wide, out);
-    ASSERT_EQ(out.type(), CV_8UC3);
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(out.at<cv::Vec3b>(0, i), cv::Vec3b::all(expected[i])) << i;
-    cv::Mat rgba(1, 1, CV_8UC4, cv::Scalar(10, 20, 30, 0));
-    ConvertToModuleFormat(rgba, out);
-    EXPECT_EQ(out.at<cv::Vec3b>(0, 0), cv::Vec3b(10, 20, 30));
 }
 
 TEST(CliOutputs, NumbersSummaryAndProgressText)
