@@ -1,4 +1,5 @@
-// Filter ranges by name and the validity test of one record.
+// Filter ranges by name and the validity test of one record, also for bounds
+// that are not ordinary numbers and names not in the catalogue.
 
 #include "autocount/autocountmanager.h"
 #include "host/scaleservice.h"
@@ -6,10 +7,15 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
+#include <tuple>
 
 namespace {
 
 using Manager = AutoCountManager;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
 
 class DataRanges : public ::testing::Test
 {
@@ -29,6 +35,17 @@ protected:
     static bool Valid(const parResult& record)
     {
         return IsObjectDataValid(Manager::dataRangeList, record);
+    }
+
+    /// A record with this area and ordinary values elsewhere.
+    static bool ValidArea(double area)
+    {
+        parResult r;
+        r.area = area;
+        r.roundness = 0.5;
+        r.longAxis = 4.0f;
+        r.shortAxis = 2.0f;
+        return Valid(r);
     }
 
     CalibrationEntry saved_;
@@ -109,6 +126,46 @@ TEST_F(DataRanges, OddRangesAndDisabledTypes)
     for (const QString& name : Manager::nameDataTypeMap.keys())
         manager.DeleteDataType(name);
     EXPECT_TRUE(Valid(r)); // disabled ranges do not filter
+}
+
+// A record is rejected when min > v or v > max, so a NaN bound rejects
+// nothing. The default Area range is 0 to below 2e7; an empty bound stays.
+TEST_F(DataRanges, NaNBoundsPassEverythingAndInfiniteBoundsAreOpenEnds)
+{
+    const std::optional<double> keep;
+    const std::tuple<std::optional<double>, std::optional<double>, double, bool> cases[] = {
+        {kNaN, keep, -5.0, true},  {kNaN, keep, 2e7, false},    {keep, kNaN, 1e300, true},
+        {keep, kNaN, -1.0, false}, {kNaN, kNaN, -kInf, true},   {kNaN, kNaN, kNaN, true},
+        {-kInf, kInf, kInf, true}, {-kInf, kInf, -1e308, true}, {kInf, keep, 1e308, false},
+        {kInf, kInf, kInf, true}, // the only value in [inf, inf]
+    };
+    for (const auto& [min, max, area, valid] : cases) {
+        SCOPED_TRACE(testing::Message() << min.value_or(0) << " " << max.value_or(0));
+        manager.SetDefaultDataRange();
+        if (min)
+            manager.ModifyDataMinValue("Area", *min);
+        if (max)
+            manager.ModifyDataMaxValue("Area", *max);
+        EXPECT_EQ(ValidArea(area), valid);
+    }
+}
+
+TEST_F(DataRanges, UnknownNamesChangeNeitherTheListNorTheFilter)
+{
+    manager.SetDefaultDataRange();
+    QList<QStringList> before, after;
+    manager.GetDataRangeList(before);
+    for (const QString& name : {QString(), QString("Volume"), QString("AREA"), QString("Area "),
+                                QString::fromUtf8("\xc3\x84rea"), QString(10000, 'x')}) {
+        manager.AddDataType(name);
+        manager.ModifyDataMinValue(name, kInf);
+        manager.ModifyDataMaxValue(name, -kInf);
+        manager.DeleteDataType(name);
+    }
+    manager.GetDataRangeList(after);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(Manager::nameDataTypeMap.size(), 15);
+    EXPECT_TRUE(ValidArea(10.0));
 }
 
 } // namespace

@@ -109,33 +109,4 @@ TEST(AlgRGB2HSI, EveryColourMatchesThePlainRuleWithAndWithoutWideVectors)
     ExpectSamePlanes(narrow, hsi);
 }
 
-TEST(AlgRGB2HSI, SameResultOnOneThreadOnASubImageAndInto)
-{
-    cv::Mat image(300, 700, CV_8UC3);
-    cv::randu(image, 0, 256);
-    const std::vector<cv::Mat> hsi = Planes(image);
-
-    const int threads = cv::getNumThreads();
-    cv::setNumThreads(1);
-    const std::vector<cv::Mat> one = Planes(image);
-    cv::setNumThreads(threads);
-    ExpectSamePlanes(one, hsi);
-
-    // A sub-image (rows not contiguous) is walked row by row.
-    const cv::Rect part(13, 7, 500, 200);
-    ExpectSamePlanes(Planes(image(part)), {hsi[0](part), hsi[1](part), hsi[2](part)});
-
-    // Outputs that already have the size, some shared with other images and
-    // one passed for all three planes: every plane is complete and nothing
-    // that another image holds is written.
-    cv::Mat h = Grey(300, 700, 7), s = Grey(300, 700, 7), i = s;
-    const cv::Mat held = s;
-    ASSERT_EQ(AlgRGB2HSI(image, h, s, i), 0);
-    ExpectSamePlanes({h, s, i}, hsi);
-    EXPECT_TRUE(SameImage(held, Grey(300, 700, 7)));
-    cv::Mat all = Grey(300, 700, 7);
-    ASSERT_EQ(AlgRGB2HSI(image, all, all, all), 0);
-    EXPECT_TRUE(SameImage(all, hsi[2]));
-}
-
 } // namespace

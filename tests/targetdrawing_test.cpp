@@ -20,13 +20,6 @@ TEST_F(TargetDrawing, NothingToDrawOrHighlightLeavesTheSceneEmpty)
     EXPECT_TRUE(events->Codes().empty());
 }
 
-TEST_F(TargetDrawing, ClearingTheResultsAnnouncesIt)
-{
-    manager->DeleteTargetItem();
-    EXPECT_EQ(events->Codes(), std::vector<int>{17});
-    EXPECT_TRUE(manager->GetValidResults().empty());
-}
-
 TEST_F(TargetDrawing, OverlayCopiesThePolygonAndReplacesTheLastOne)
 {
     QGraphicsPolygonItem source(QPolygonF({QPointF(1, 1), QPointF(5, 1), QPointF(3, 4)}));

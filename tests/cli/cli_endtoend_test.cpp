@@ -103,7 +103,7 @@ protected:
 
 } // namespace
 
-TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
+TEST_F(CliEndToEnd, DiscsAreCountedOneByOneAndPairsOnlyWhenCut)
 {
     const QString image = Write("discs.png", syntheticcells::Render(Discs(30, 0, 11)));
     EXPECT_EQ(Count({image}), 30);
@@ -112,13 +112,10 @@ TEST_F(CliEndToEnd, SeparateDiscsAreCountedOneByOne)
     // half finds every cell, a band between the two finds nothing.
     EXPECT_EQ(Count({"--mode", "manual", "--low", "0", "--high", "150", image}), 30);
     EXPECT_EQ(Count({"--mode", "manual", "--low", "120", "--high", "170", image}), 0);
-}
-
-TEST_F(CliEndToEnd, TouchingPairsAreSplitOnlyByTheAutomaticCut)
-{
-    const QString image = Write("pairs.png", syntheticcells::Render(Discs(0, 10, 12)));
-    EXPECT_EQ(Count({"--cut", "none", image}), 10);
-    EXPECT_EQ(Count({"--cut", "auto", image}), 20);
+    // Touching pairs are split only by the automatic cut.
+    const QString pairs = Write("pairs.png", syntheticcells::Render(Discs(0, 10, 12)));
+    EXPECT_EQ(Count({"--cut", "none", pairs}), 10);
+    EXPECT_EQ(Count({"--cut", "auto", pairs}), 20);
 }
 
 TEST_F(CliEndToEnd, RectangleOverHalfASymmetricImageCountsHalf)

@@ -172,15 +172,4 @@ TEST_F(ReportTest, PictureSitsAtA1AtTheTruncatedSceneSize)
     EXPECT_EQ(png.pixelColor(600, 400), QColor(Qt::black));
 }
 
-TEST_F(ReportTest, UnwritablePathLeavesNothingBehind)
-{
-    manager->ExportReport(dir.filePath("missing/report.xlsx"));
-    EXPECT_TRUE(Entries(dir.path()).isEmpty());
-    // A path that names a directory: the directory stays as it is.
-    ASSERT_TRUE(QDir(dir.path()).mkdir("taken.xlsx"));
-    manager->ExportReport(dir.filePath("taken.xlsx"));
-    EXPECT_TRUE(Entries(dir.filePath("taken.xlsx")).isEmpty());
-    EXPECT_EQ(Entries(dir.path()), QStringList{"taken.xlsx"});
-}
-
 } // namespace

@@ -1,5 +1,5 @@
 // A report the studio cannot write: the message names the path and nothing is
-// left behind, while a writable path beside it gets a whole workbook.
+// left behind.
 #include "resultexport.h"
 #include "studiofixture.h"
 
@@ -25,11 +25,4 @@ TEST_F(StudioTest, UnwritableReportPathsAreNamedAndLeaveNothing)
               before);
     ASSERT_TRUE(notes.open(QIODevice::ReadOnly));
     EXPECT_EQ(notes.readAll(), "keep me");
-
-    QString error;
-    ASSERT_TRUE(ResultExport::WriteReport(manager, folder.filePath("r.xlsx"), &error))
-        << error.toStdString();
-    QFile report(folder.filePath("r.xlsx"));
-    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
-    EXPECT_EQ(report.read(2), "PK");
 }

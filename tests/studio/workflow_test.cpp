@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QGraphicsRectItem>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QSlider>
 #include <QTableWidget>
@@ -25,21 +24,6 @@ void Choose(QComboBox* combo, int data)
     ASSERT_GE(index, 0);
     combo->setCurrentIndex(index);
     emit combo->activated(index);
-}
-
-/// Sheet names, then row counts, as openpyxl reads them; empty without openpyxl.
-QStringList ReadWorkbook(const QString& path)
-{
-    QProcess python;
-    python.start("python3", {"-c",
-                             "import sys, openpyxl\n"
-                             "wb = openpyxl.load_workbook(sys.argv[1])\n"
-                             "for ws in wb.worksheets: print(ws.title)\n"
-                             "for ws in wb.worksheets: print(ws.max_row)\n",
-                             path});
-    if (!python.waitForFinished(30000) || python.exitCode() != 0)
-        return {};
-    return QString::fromUtf8(python.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -123,10 +107,4 @@ TEST_F(StudioTest, CountsTheDiscsInADrawnRectangleEndToEnd)
     ASSERT_TRUE(window->ExportReport(report, true));
     EXPECT_EQ(QDir(folder.path()).entryList({"*.xlsx*"}, QDir::Files | QDir::Hidden),
               QStringList{"count.xlsx"});
-    const QStringList book = ReadWorkbook(report);
-    if (!book.isEmpty()) {
-        ASSERT_EQ(book.size(), 6);
-        EXPECT_EQ(book[1], "Automatic Counting Table");
-        EXPECT_EQ(book[4].toInt(), expected + 1) << "header and one row per object";
-    }
 }
