@@ -1,6 +1,7 @@
 // Hue, saturation and intensity planes: exact bytes of known colours, and
 // the fast conversion against a plain per-pixel evaluation of the rule.
 
+#include "support/hsireference.h"
 #include "support/testimages.h"
 
 #include "autocount/alg/alg.h"
@@ -9,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -18,35 +17,6 @@ namespace {
 
 using testimages::Grey;
 using testimages::SameImage;
-
-// The rule written out pixel by pixel with no shortcuts: single-precision
-// steps, double where the rule says so, truncation toward zero, NaN to 0.
-uchar Truncated(float v)
-{
-    return std::isnan(v) ? 0 : static_cast<uchar>(static_cast<int32_t>(v));
-}
-
-void ReferencePixel(const uchar* p, uchar out[3])
-{
-    const double twoPi = 6.283185307179586;
-    const float b = static_cast<float>(p[0] / 255.0);
-    const float g = static_cast<float>(p[1] / 255.0);
-    const float r = static_cast<float>(p[2] / 255.0);
-    const float den = std::sqrt((r - g) * (r - g) + (g - b) * (r - b));
-    float h = 0.0f;
-    if (den != 0.0f) {
-        const float theta = std::acos(((r - g) + (r - b)) * 0.5f / den);
-        const double angle = g >= b ? theta : twoPi - theta;
-        h = static_cast<float>(angle / twoPi);
-    }
-    const float sum = r + g + b;
-    float s = 0.0f;
-    if (sum != 0.0f)
-        s = static_cast<float>(1.0 - 3.0 * std::min(b, std::min(g, r)) / sum);
-    out[0] = Truncated(h * 255.0f);
-    out[1] = Truncated(s * 255.0f);
-    out[2] = Truncated(sum / 3 * 255.0f);
-}
 
 // The three planes of @p image, which must convert.
 std::vector<cv::Mat> Planes(const cv::Mat& image)
@@ -95,7 +65,7 @@ TEST(AlgRGB2HSI, EveryColourMatchesThePlainRuleWithAndWithoutWideVectors)
     int mismatches = 0, first = -1;
     for (int k = 0; k < (1 << 24); ++k) {
         uchar e[3];
-        ReferencePixel(image.data + 3 * k, e);
+        hsireference::Pixel(image.data + 3 * k, e);
         if (e[0] != hsi[0].data[k] || e[1] != hsi[1].data[k] || e[2] != hsi[2].data[k])
             first = mismatches++ ? first : k;
     }

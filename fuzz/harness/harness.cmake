@@ -10,6 +10,8 @@ file(GLOB AUTOCOUNT_FUZZ_HARNESS_SOURCES CONFIGURE_DEPENDS
     ${CMAKE_CURRENT_LIST_DIR}/*.cpp ${CMAKE_CURRENT_LIST_DIR}/*.h)
 add_library(autocount_fuzzharness STATIC ${AUTOCOUNT_FUZZ_HARNESS_SOURCES})
 target_include_directories(autocount_fuzzharness PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+# The HSI conversion's per-pixel oracle is shared with its test.
+target_include_directories(autocount_fuzzharness PRIVATE ${CMAKE_CURRENT_LIST_DIR}/../../tests)
 # The command-line tool's targets drive its library.
 target_link_libraries(autocount_fuzzharness PUBLIC autocount autocount_clicore Qt5::Core)
 

@@ -4,9 +4,7 @@
 #include "fuzztargets.h"
 
 #include "autocount/alg/alg.h"
-
-#include <cmath>
-#include <cstdint>
+#include "support/hsireference.h"
 
 namespace fuzzing {
 
@@ -39,36 +37,6 @@ cv::Mat AnyMask(FuzzInput& in, cv::Size size, bool& fits)
     }
 }
 
-// The pixel bytes (b, g, r) as the HSI conversion defines them, written
-// straight from the formulas with the library's acos: the reference for the
-// conversion's table-driven hue.
-void ReferenceHsi(const uchar* px, uchar& h, uchar& s, uchar& i)
-{
-    const double twoPi = 6.283185307179586;
-    const float b = static_cast<float>(px[0] / 255.0);
-    const float g = static_cast<float>(px[1] / 255.0);
-    const float r = static_cast<float>(px[2] / 255.0);
-    const float den = std::sqrt((r - g) * (r - g) + (g - b) * (r - b));
-    float hue = 0.0f;
-    if (den != 0.0f) {
-        const float theta = std::acos(((r - g) + (r - b)) * 0.5f / den);
-        const double angle = g >= b ? theta : twoPi - theta;
-        hue = static_cast<float>(angle / twoPi);
-    }
-    const float sum = r + g + b;
-    float sat = 0.0f;
-    if (sum != 0.0f)
-        sat = static_cast<float>(1.0 - 3.0 * std::min(b, std::min(g, r)) / sum);
-    const float inten = sum / 3;
-    auto byte = [](float v) -> uchar {
-        const float scaled = v * 255.0f;
-        return std::isnan(scaled) ? 0 : static_cast<uchar>(static_cast<int32_t>(scaled));
-    };
-    h = byte(hue);
-    s = byte(sat);
-    i = byte(inten);
-}
-
 } // namespace
 
 void FuzzAlgRGB2HSI(FuzzInput& in)
@@ -99,9 +67,10 @@ void FuzzAlgRGB2HSI(FuzzInput& in)
         return;
     for (int y = 0; y < src.rows; ++y) {
         for (int x = 0; x < src.cols; ++x) {
-            uchar rh, rs, ri;
-            ReferenceHsi(src.ptr<uchar>(y) + 3 * x, rh, rs, ri);
-            Require(h.at<uchar>(y, x) == rh && s.at<uchar>(y, x) == rs && i.at<uchar>(y, x) == ri,
+            uchar e[3];
+            hsireference::Pixel(src.ptr<uchar>(y) + 3 * x, e);
+            Require(h.at<uchar>(y, x) == e[0] && s.at<uchar>(y, x) == e[1] &&
+                        i.at<uchar>(y, x) == e[2],
                     "AlgRGB2HSI: pixel differs from the formulas");
         }
     }
