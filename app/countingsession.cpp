@@ -208,31 +208,32 @@ void CountingSession::SetChannel(int channel)
     if (manager_->GetSourceImage().empty())
         return;
     manager_->GetHistogramData(channel, histogram_.data());
-    history_->Reset();
     emit histogramChanged();
-    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
-    emit binaryImageChanged();
+    Resegmented();
 }
 
 void CountingSession::SetSegmentMode(int mode)
 {
     manager_->SetSegmentMode(mode);
-    history_->Reset();
-    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
-    emit binaryImageChanged();
+    Resegmented();
 }
 
 void CountingSession::SetLowThreshold(int value)
 {
     manager_->SetLowThreshold(value);
-    history_->Reset();
-    emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
-    emit binaryImageChanged();
+    Resegmented();
 }
 
 void CountingSession::SetHighThreshold(int value)
 {
     manager_->SetHighThreshold(value);
+    Resegmented();
+}
+
+void CountingSession::Resegmented()
+{
+    // A new binary image from segmentation: the refinements made on the old
+    // one cannot be undone onto it.
     history_->Reset();
     emit thresholdsChanged(AutoCountManager::lowThresh, AutoCountManager::highThresh);
     emit binaryImageChanged();

@@ -129,6 +129,9 @@ private:
     void TakeAutoCutResult();
     void ChangeStep(int step);
     void StopIdleCutThread();
+    /// Starts the refinement history afresh and announces the new thresholds
+    /// and binary image.
+    void Resegmented();
 
     QGraphicsView* view_;
     ImageCanvas* canvas_;

@@ -324,34 +324,34 @@ bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
     return true;
 }
 
-void MainWindow::ExportReportDialog()
+QString MainWindow::AskExportPath(const QString& title, const QString& suffix,
+                                  const QString& filter)
 {
+    // Proposed beside the open picture as "<name>-count.<suffix>".
     const QString base =
         imagePath_.isEmpty() ? QStringLiteral("count") : QFileInfo(imagePath_).completeBaseName();
     const QString folder = imagePath_.isEmpty() ? QString() : QFileInfo(imagePath_).absolutePath();
     QString path = QFileDialog::getSaveFileName(
-        this, tr("Export Report"), QDir(folder).filePath(base + QStringLiteral("-count.xlsx")),
-        tr("Spreadsheets (*.xlsx)"));
-    if (path.isEmpty())
-        return;
-    if (QFileInfo(path).suffix().isEmpty())
-        path += QStringLiteral(".xlsx");
-    ExportReport(path);
+        this, title, QDir(folder).filePath(base + QStringLiteral("-count.") + suffix), filter);
+    if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty())
+        path += '.' + suffix;
+    return path;
+}
+
+void MainWindow::ExportReportDialog()
+{
+    const QString path =
+        AskExportPath(tr("Export Report"), QStringLiteral("xlsx"), tr("Spreadsheets (*.xlsx)"));
+    if (!path.isEmpty())
+        ExportReport(path);
 }
 
 void MainWindow::ExportImageDialog()
 {
-    const QString base =
-        imagePath_.isEmpty() ? QStringLiteral("count") : QFileInfo(imagePath_).completeBaseName();
-    const QString folder = imagePath_.isEmpty() ? QString() : QFileInfo(imagePath_).absolutePath();
-    QString path = QFileDialog::getSaveFileName(
-        this, tr("Export Image"), QDir(folder).filePath(base + QStringLiteral("-count.png")),
-        tr("PNG images (*.png)"));
-    if (path.isEmpty())
-        return;
-    if (QFileInfo(path).suffix().isEmpty())
-        path += QStringLiteral(".png");
-    ExportAnnotatedImage(path);
+    const QString path =
+        AskExportPath(tr("Export Image"), QStringLiteral("png"), tr("PNG images (*.png)"));
+    if (!path.isEmpty())
+        ExportAnnotatedImage(path);
 }
 
 void MainWindow::ShowFilterDialog()

@@ -52,6 +52,8 @@ private:
     void CreateActions();
     void CreateMenus();
     void OpenDialog();
+    /// A save dialog for an export; empty when cancelled, @p suffix added when missing.
+    QString AskExportPath(const QString& title, const QString& suffix, const QString& filter);
     void ExportReportDialog();
     void ExportImageDialog();
     void ShowFilterDialog();
