@@ -1,4 +1,5 @@
 #include "autocount/autocountmanager.h"
+#include "autocount/core/countcore.h"
 #include "autocount/workers/autocutmanager.h"
 
 #include "host/displaycanvas.h"
@@ -52,7 +53,7 @@ void AutoCountManager::SetObjectCutMode(int mode)
 
     StopRunningCut(autoCountThread);
     if (mode == CUT_MERGE) {
-        AlgMerge(binaryImage_, binaryImage_);
+        countcore::Merge(binaryImage_);
         if (displayCanvas_)
             displayCanvas_->ShowInvertedImage(binaryImage_);
     }

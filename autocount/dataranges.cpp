@@ -2,14 +2,15 @@
 // that turns all measured objects into the valid objects.
 
 #include "autocount/autocountmanager.h"
+#include "autocount/core/countcore.h"
 #include "autocount/datarangedefaults.h"
+
+#include "host/scaleservice.h"
 
 namespace {
 
 using DataType = AutoCountManager::OBJECT_DATA_TYPE;
 using DataRange = AutoCountManager::OBJECT_DATA_RANGE;
-
-constexpr double kWideOpenMax = 10000000.0;
 
 /// The range of the type called @p name, or null for a name outside the
 /// catalogue (such a name is ignored by every setter).
@@ -21,30 +22,16 @@ DataRange* RangeByName(const QString& name)
     return AutoCountManager::dataRangeList.value(type.value());
 }
 
-/// The filter a fresh module starts with: area, roundness and both axes on.
-DataRange DefaultRange(DataType type)
-{
-    switch (type) {
-    case AutoCountManager::DATA_AREA:
-    case AutoCountManager::DATA_ROUNDNESS:
-    case AutoCountManager::DATA_LONG_AXIS:
-    case AutoCountManager::DATA_SHORT_AXIS:
-        return {true, 0.0, kWideOpenMax};
-    case AutoCountManager::DATA_DIRECTION:
-        return {false, -1000.0, 1000.0};
-    default:
-        return {false, 0.0, kWideOpenMax};
-    }
-}
-
 } // namespace
 
 void ApplyDefaultDataRanges()
 {
     auto& ranges = AutoCountManager::dataRangeList;
     for (auto it = ranges.begin(); it != ranges.end(); ++it)
-        if (it.value())
-            *it.value() = DefaultRange(it.key());
+        if (it.value()) {
+            const countcore::DataRange range = countcore::DefaultDataRange(it.key());
+            *it.value() = DataRange{range.enabled, range.minValue, range.maxValue};
+        }
 }
 
 void AutoCountManager::SetDefaultDataRange()
@@ -93,16 +80,22 @@ bool IsObjectDataValid(
     QMap<AutoCountManager::OBJECT_DATA_TYPE, AutoCountManager::OBJECT_DATA_RANGE*>& ranges,
     const parResult& record)
 {
+    // Types without a record in the map are not filtered on.
+    countcore::DataRanges wanted;
     for (auto it = ranges.cbegin(); it != ranges.cend(); ++it) {
         const DataRange* range = it.value();
-        if (!range || !range->enabled)
+        const int type = static_cast<int>(it.key());
+        if (!range)
             continue;
-        const double value = GetObjectDataValue(it.key(), record);
-        // Both bounds are inclusive; a NaN value fails neither test and passes.
-        if (range->minValue > value || value > range->maxValue)
+        if (type >= 0 && type < countcore::kDataTypeCount) {
+            wanted[type] = {range->enabled, range->minValue, range->maxValue};
+        } else if (range->enabled && (range->minValue > 0.0 || 0.0 > range->maxValue)) {
+            // A type outside the catalogue reads 0.
             return false;
+        }
     }
-    return true;
+    return countcore::IsValid(wanted, record,
+                              ScaleService::calibrationStore.GetCurrentEntry().scale);
 }
 
 void AutoCountManager::RemoveInvalidData()

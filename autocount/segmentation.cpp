@@ -1,7 +1,7 @@
 #include "autocount/autocountmanager.h"
 
 #include "autocount/alg/bytecount.h"
-#include "autocount/alg/opencv24.h"
+#include "autocount/core/countcore.h"
 #include "host/displaycanvas.h"
 
 #include <QDebug>
@@ -12,17 +12,6 @@
 #include <cstdint>
 
 namespace {
-
-// Grey image for the automatic modes: the blue-first conversion of a colour
-// source, written into @p buffer, or a one-channel source itself (shared,
-// not copied).
-cv::Mat GreyOf(const cv::Mat& source, cv::Mat& buffer)
-{
-    if (source.channels() <= 1)
-        return source;
-    cv24::GreyFromBgr(source, buffer);
-    return buffer;
-}
 
 // A zero-filled binary image of @p size. The binary image before last is
 // kept in @p spare; once nothing else holds it (the canvas lets go of an
@@ -53,22 +42,6 @@ constexpr int kHistogramPlane[] = {
     0,  // blue
 };
 
-// Manual band input per channel: colour space and plane code.
-struct BandPlane
-{
-    int space;
-    int plane;
-};
-constexpr BandPlane kBandPlanes[] = {
-    {ALG_SPACE_PLANES, ALG_PLANE_0},       // grey (one channel: the code is not used)
-    {ALG_SPACE_PLANES, ALG_PLANE_0},       // red
-    {ALG_SPACE_PLANES, ALG_PLANE_1},       // green
-    {ALG_SPACE_PLANES, ALG_PLANE_2},       // blue
-    {ALG_SPACE_HSI, ALG_PLANE_HUE},        // hue
-    {ALG_SPACE_HSI, ALG_PLANE_SATURATION}, // saturation
-    {ALG_SPACE_HSI, ALG_PLANE_INTENSITY},  // intensity
-};
-
 } // namespace
 
 void AutoCountManager::GetHistogramData(int channel, int* histogram)
@@ -81,7 +54,7 @@ void AutoCountManager::GetHistogramData(int channel, int* histogram)
     int offset = 0;
     int stride = 1;
     if (channel == CHANNEL_GREY) {
-        image = GreyOf(sourceImage_, greyBuffer_);
+        image = countcore::GreyImage(sourceImage_, greyBuffer_);
     } else if (channel >= CHANNEL_RED && channel <= CHANNEL_BLUE) {
         // Planes that the source does not have stay empty.
         if (kHistogramPlane[channel] < sourceImage_.channels()) {
@@ -127,37 +100,13 @@ void AutoCountManager::ImageSegment()
     cv::Mat previous = binaryImage_;
     binaryImage_ = ZeroedBinary(sourceImage_.size(), spareBinary_);
 
-    // The statuses of the Alg functions are not examined: on bad input the
-    // binary image stays as zeroed here.
-    switch (segmentMode) {
-    case SEGMENT_AUTO_BRIGHT:
-        highThresh = 255;
-        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_BRIGHT_OBJECTS, binaryImage_,
-                   lowThresh);
-        break;
-    case SEGMENT_AUTO_DARK:
-        lowThresh = 0;
-        AlgAuto2Bw(GreyOf(sourceImage_, greyBuffer_), regionMask_, ALG_DARK_OBJECTS, binaryImage_,
-                   highThresh);
+    countcore::Thresholds thresholds{lowThresh, highThresh};
+    countcore::Segment(sourceImage_, regionMask_, segmentMode, histogramChannel, thresholds,
+                       greyBuffer_, binaryImage_);
+    lowThresh = thresholds.low;
+    highThresh = thresholds.high;
+    if (segmentMode == SEGMENT_AUTO_DARK)
         qDebug("%d %d ", lowThresh, highThresh);
-        break;
-    case SEGMENT_MANUAL:
-        if (histogramChannel >= CHANNEL_GREY && histogramChannel <= CHANNEL_INTENSITY) {
-            const BandPlane& band = kBandPlanes[histogramChannel];
-            cv::Mat input = sourceImage_;
-            // The grey channel converts whatever the source is; a one-channel
-            // or empty source raises the library's error to the caller.
-            if (histogramChannel == CHANNEL_GREY) {
-                cv24::GreyFromBgr(sourceImage_, greyBuffer_);
-                input = greyBuffer_;
-            }
-            AlgManual2Bw(input, regionMask_, lowThresh, highThresh, band.space, band.plane,
-                         binaryImage_);
-        }
-        break;
-    default:
-        break;
-    }
 
     if (displayCanvas_)
         displayCanvas_->ShowInvertedImage(binaryImage_);
