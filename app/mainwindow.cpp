@@ -6,7 +6,6 @@
 #include "countingsession.h"
 #include "filterdialog.h"
 #include "imagecanvas.h"
-#include "imageloader.h"
 #include "imageview.h"
 #include "recentfiles.h"
 #include "refinementhistory.h"
@@ -14,6 +13,8 @@
 #include "resultspanel.h"
 #include "steppanel.h"
 #include "targetappearancedialog.h"
+
+#include "imageinput.h"
 
 #include "autocount/autocountmanager.h"
 #include "host/pixelformatadapter.h"
@@ -248,12 +249,12 @@ bool MainWindow::OpenImage(const QString& path)
         ShowError(tr("Please wait until the automatic cut has finished."));
         return false;
     }
-    QString error;
-    const cv::Mat image = ImageLoader::Load(path, &error);
-    if (image.empty()) {
-        ShowError(error);
+    const InputImage input = ReadImage(path);
+    if (!input.ok()) {
+        ShowError(tr("%1: %2").arg(path, input.error));
         return false;
     }
+    const cv::Mat& image = input.image;
     imagePath_ = QFileInfo(path).absoluteFilePath();
     recent_->Add(imagePath_);
     SetImage(image, QFileInfo(path).fileName());
@@ -292,8 +293,8 @@ void MainWindow::OpenDialog()
         settings
             .value("lastFolder", QStandardPaths::writableLocation(QStandardPaths::PicturesLocation))
             .toString();
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Image"), folder,
-                                                      ImageLoader::FileDialogFilter());
+    const QString path =
+        QFileDialog::getOpenFileName(this, tr("Open Image"), folder, FileDialogFilter());
     if (path.isEmpty())
         return;
     settings.setValue("lastFolder", QFileInfo(path).absolutePath());
@@ -315,7 +316,7 @@ bool MainWindow::ExportReport(const QString& path, bool quiet)
 bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteAnnotatedImage(scene_, path, &error)) {
+    if (!ResultExport::WriteAnnotatedImage(session_->Manager(), path, &error)) {
         if (!quiet)
             ShowError(error);
         return false;

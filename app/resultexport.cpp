@@ -1,18 +1,16 @@
 #include "resultexport.h"
 
+#include "atomicfile.h"
+#include "controllerresult.h"
+#include "picture.h"
+#include "report.h"
+
 #include "autocount/autocountmanager.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QGraphicsScene>
 #include <QImage>
-#include <QPainter>
-#include <QSaveFile>
-#include <QTemporaryFile>
-
-#include <cstdio>
 
 namespace {
 
@@ -21,86 +19,50 @@ QString Tr(const char* text)
     return QCoreApplication::translate("ResultExport", text);
 }
 
+/// The results' picture in the look the user chose for the targets.
+QImage Picture(const countrun::CountResult& result)
+{
+    return picture::Render(result,
+                           AutoCountManager::targetDrawPropertyManager.GetTargetDrawProperty());
+}
+
+bool FolderExists(const QString& path, QString* error)
+{
+    if (QFileInfo(path).absoluteDir().exists())
+        return true;
+    if (error)
+        *error = Tr("%1: the folder does not exist").arg(path);
+    return false;
+}
+
 } // namespace
 
 namespace ResultExport {
 
-bool WriteReport(AutoCountManager* manager, const QString& path, QString* error)
+bool WriteReport(const AutoCountManager* manager, const QString& path, QString* error)
 {
-    const QFileInfo target(path);
-    const QDir folder = target.absoluteDir();
-    if (!folder.exists()) {
-        if (error)
-            *error = Tr("%1: the folder does not exist").arg(path);
+    if (!FolderExists(path, error))
         return false;
-    }
-    // A reserved, unique name beside the target; the report writer replaces it.
-    QTemporaryFile reserved(
-        folder.filePath(QStringLiteral(".%1.XXXXXX.xlsx").arg(target.fileName())));
-    reserved.setAutoRemove(false);
-    if (!reserved.open()) {
-        if (error)
-            *error = Tr("%1: cannot write in this folder (%2)").arg(path, reserved.errorString());
-        return false;
-    }
-    const QString temporary = reserved.fileName();
-    reserved.close();
-    QFile::remove(temporary);
-
-    manager->ExportReport(temporary);
-    const QFileInfo written(temporary);
-    if (!written.exists() || written.size() == 0) {
-        QFile::remove(temporary);
-        if (error)
-            *error = Tr("%1: the report could not be written").arg(path);
-        return false;
-    }
-    // rename() replaces an existing report in one step.
-    if (std::rename(QFile::encodeName(temporary).constData(),
-                    QFile::encodeName(target.absoluteFilePath()).constData()) != 0) {
-        QFile::remove(temporary);
-        if (error)
-            *error = Tr("%1: the report could not be put in place").arg(path);
-        return false;
-    }
-    return true;
+    const countrun::CountResult result = countrun::FromController(*manager);
+    QString reason;
+    if (report::Write(path, result, Picture(result), &reason))
+        return true;
+    if (error)
+        *error = Tr("%1: %2").arg(path, reason);
+    return false;
 }
 
-QImage RenderScene(QGraphicsScene* scene)
+bool WriteAnnotatedImage(const AutoCountManager* manager, const QString& path, QString* error)
 {
-    const QRectF rect = scene->sceneRect();
-    QImage image(static_cast<int>(rect.width()), static_cast<int>(rect.height()),
-                 QImage::Format_RGB32);
-    if (image.isNull())
-        return image;
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::TextAntialiasing);
-    scene->render(&painter, QRectF(image.rect()), rect, Qt::IgnoreAspectRatio);
-    return image;
-}
-
-bool WriteAnnotatedImage(QGraphicsScene* scene, const QString& path, QString* error)
-{
-    const QImage image = RenderScene(scene);
-    if (image.isNull()) {
-        if (error)
-            *error = Tr("%1: there is no image to save").arg(path);
+    if (!FolderExists(path, error))
         return false;
-    }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        if (error)
-            *error = Tr("%1: %2").arg(path, file.errorString());
-        return false;
-    }
-    if (!image.save(&file, "PNG") || !file.commit()) {
-        if (error)
-            *error = Tr("%1: the image could not be written").arg(path);
-        return false;
-    }
-    return true;
+    const QImage image = Picture(countrun::FromController(*manager));
+    QString reason = Tr("there is no image to save");
+    if (!image.isNull() && atomicfile::Write(path, picture::Png(image), &reason))
+        return true;
+    if (error)
+        *error = Tr("%1: %2").arg(path, reason);
+    return false;
 }
 
 } // namespace ResultExport

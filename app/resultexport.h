@@ -1,11 +1,9 @@
 #pragma once
 
-#include <QString>
+// The studio's exports of the current results: the report and the picture,
+// written by the counting engine from the controller's results.
 
-QT_BEGIN_NAMESPACE
-class QGraphicsScene;
-class QImage;
-QT_END_NAMESPACE
+#include <QString>
 
 class AutoCountManager;
 
@@ -13,15 +11,14 @@ namespace ResultExport {
 
 /**
  * @brief Writes the counting report to @p path through a temporary file in
- * the same folder, renamed over @p path only when complete.
+ * the same folder, renamed over @p path only when complete. The folder must
+ * exist (a save dialog offers only folders that do).
  * @return true on success; otherwise false with @p error naming the file.
  */
-bool WriteReport(AutoCountManager* manager, const QString& path, QString* error);
+bool WriteReport(const AutoCountManager* manager, const QString& path, QString* error);
 
-/// The scene (image, outlines and numbers) rendered at one pixel per image pixel.
-QImage RenderScene(QGraphicsScene* scene);
-
-/// Saves RenderScene as PNG to @p path (temporary file, then rename).
-bool WriteAnnotatedImage(QGraphicsScene* scene, const QString& path, QString* error);
+/// Saves the picture of the results (image, regions, numbered outlines) as
+/// PNG to @p path, the picture the report carries.
+bool WriteAnnotatedImage(const AutoCountManager* manager, const QString& path, QString* error);
 
 } // namespace ResultExport

@@ -2,9 +2,11 @@
 // statistics table, one worksheet each.
 
 #include "autocount/autocountmanager.h"
+#include "autocount/reportworkbook.h"
 #include "autocount/scenepicture.h"
 #include "autocount/xlsxworkbook.h"
 
+#include <QCoreApplication>
 #include <QGraphicsScene>
 
 namespace {
@@ -20,29 +22,39 @@ void WriteRows(XlsxWorkbook& workbook, const QList<QStringList>& rows)
 
 } // namespace
 
-void AutoCountManager::ExportReport(const QString& path)
+void WriteReportWorkbook(const QString& path, const QImage& picture,
+                         const QList<QStringList>& objectRows,
+                         const QList<QStringList>& statisticsRows)
 {
-    // Failures are silent: the report either replaces the file at path
-    // completely or leaves it as it was.
+    const auto tr = [](const char* text) {
+        return QCoreApplication::translate("AutoCountManager", text);
+    };
     XlsxWorkbook workbook(path);
 
     workbook.AddWorksheet(tr("Automatic Counting Image"));
-    if (scene_) {
-        // An empty scene rectangle gives no picture, and the sheet stays empty.
-        const QByteArray png = EncodePicturePng(RenderScenePicture(*scene_));
-        if (!png.isEmpty())
-            workbook.InsertPng(0, 0, png);
-    }
+    // An empty picture leaves the sheet empty.
+    const QByteArray png = EncodePicturePng(picture);
+    if (!png.isEmpty())
+        workbook.InsertPng(0, 0, png);
 
-    QList<QStringList> rows;
     workbook.AddWorksheet(tr("Automatic Counting Table"));
-    GetObjectData(rows);
-    WriteRows(workbook, rows);
+    WriteRows(workbook, objectRows);
 
     workbook.AddWorksheet(tr("Automatic Counting Statistics"));
-    rows.clear();
-    GetStatisticsData(rows);
-    WriteRows(workbook, rows);
+    WriteRows(workbook, statisticsRows);
 
     workbook.Commit();
+}
+
+void AutoCountManager::ExportReport(const QString& path)
+{
+    // The scene as it is shown; an empty scene rectangle gives no picture.
+    QImage picture;
+    if (scene_)
+        picture = RenderScenePicture(*scene_);
+    QList<QStringList> objects;
+    GetObjectData(objects);
+    QList<QStringList> statistics;
+    GetStatisticsData(statistics);
+    WriteReportWorkbook(path, picture, objects, statistics);
 }

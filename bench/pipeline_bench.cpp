@@ -1,15 +1,14 @@
-// The command-line tool's default pipeline end to end (dark objects, automatic
-// cut, default filters; decoding excluded) on a 20-megapixel image of about
+// The engine's default count end to end (dark objects, automatic cut, default
+// filters; decoding excluded) on a 20-megapixel image of about
 // 1,500 cells, a third of them touching, against a baseline measured in the
 // same run: one grey conversion plus one connectedComponentsWithStats of the
 // same image. Also the throughput of a batch of 1-megapixel images with one
-// and with two worker processes.
+// and with two jobs.
 
 #include "countrun.h"
-#include "imageloader.h"
 #include "syntheticcells.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QProcess>
@@ -56,11 +55,10 @@ double BaselineSeconds(const cv::Mat& image, const cv::Mat& binary)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-double PipelineSeconds(CountRunner& runner, const cv::Mat& image, int* count)
+double PipelineSeconds(const cv::Mat& image, int* count)
 {
     const auto start = std::chrono::steady_clock::now();
-    const ImageResult result = runner.Count("bench", image, CountSettings(), ImageOutputs());
-    *count = result.count;
+    *count = countrun::Count(image, CountSettings()).Count();
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
@@ -73,20 +71,18 @@ void BM_DefaultPipelineVsBaseline(benchmark::State& state)
     cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
     cv::Mat binary;
     cv::threshold(grey, binary, 128, 255, cv::THRESH_BINARY_INV);
-    CountRunner runner;
     double baseline = 0;
     double pipeline = 0;
     int count = 0;
     for (auto _ : state) {
         baseline += BaselineSeconds(image, binary);
-        pipeline += PipelineSeconds(runner, image, &count);
+        pipeline += PipelineSeconds(image, &count);
     }
     const double n = static_cast<double>(state.iterations());
     state.counters["baseline_ms"] = 1000 * baseline / n;
     state.counters["pipeline_ms"] = 1000 * pipeline / n;
     state.counters["ratio"] = pipeline / baseline;
     state.counters["objects"] = count;
-    StopCutWorker();
 }
 BENCHMARK(BM_DefaultPipelineVsBaseline)->Unit(benchmark::kMillisecond)->Iterations(3);
 
@@ -94,12 +90,11 @@ BENCHMARK(BM_DefaultPipelineVsBaseline)->Unit(benchmark::kMillisecond)->Iteratio
 void BM_PipelineWithoutCut(benchmark::State& state)
 {
     const cv::Mat& image = LargeImage();
-    CountRunner runner;
     CountSettings settings;
-    settings.cut = QStringLiteral("none");
+    settings.cut = Separation::None;
     int count = 0;
     for (auto _ : state)
-        count = runner.Count("bench", image, settings, ImageOutputs()).count;
+        count = countrun::Count(image, settings).Count();
     state.counters["objects"] = count;
 }
 BENCHMARK(BM_PipelineWithoutCut)->Unit(benchmark::kMillisecond)->Iterations(3);
@@ -116,9 +111,9 @@ void BM_BatchJobs(benchmark::State& state)
         p.singles = 50;
         p.pairs = 12;
         p.seed = 500 + i;
-        cv::imwrite(dir.filePath(QStringLiteral("img%1.png").arg(i, 2, 10, QLatin1Char('0')))
-                        .toStdString(),
-                    syntheticcells::Render(syntheticcells::MakeLayout(p)));
+        cv::imwrite(
+            dir.filePath(QStringLiteral("img%1.png").arg(i, 2, 10, QLatin1Char('0'))).toStdString(),
+            syntheticcells::Render(syntheticcells::MakeLayout(p)));
     }
     auto run = [&](int jobs) {
         QElapsedTimer timer;
@@ -149,8 +144,7 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    QApplication app(argc, argv);
-    InstallModuleFormatConversion();
+    QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

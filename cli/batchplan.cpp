@@ -1,6 +1,6 @@
 #include "batchplan.h"
 
-#include "imageloader.h"
+#include "imageinput.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -4,7 +4,7 @@
 // expanded, a shard picked, and every image's output paths worked out and
 // checked before any counting starts.
 
-#include "countrun.h"
+#include "imageoutputs.h"
 
 #include <QList>
 #include <QString>

@@ -1,54 +1,31 @@
 #pragma once
 
-// Runs the planned items: one after another in this process, or in parallel
-// worker processes (the module's settings are process-wide, so parallel runs
-// need processes, not threads). Results are handed on in input order,
-// whichever finishes first.
+// Runs the planned items: on threads of this process (one count per job,
+// the engine keeps no shared state), or, where isolation is asked for, in
+// worker processes. Results are handed on in input order, whichever
+// finishes first.
 
 #include "batchplan.h"
-#include "countsettings.h"
-#include "imageresult.h"
 
-#include <QByteArray>
+#include "imageresult.h"
+#include "settings.h"
+
 #include <QList>
 
-#include <cstdio>
 #include <functional>
-
-class CountRunner;
-
-/// Loads @p item's image and counts it with @p runner; a file that cannot be
-/// read gives a result that carries the reason.
-ImageResult CountItem(CountRunner& runner, const BatchItem& item, const CountSettings& settings);
-
-namespace workerprotocol {
-
-/// One request to a worker: the item as one line of JSON.
-QByteArray Request(const BatchItem& item);
-/// Reads a request line; returns false for anything else.
-bool ParseRequest(const QByteArray& line, BatchItem& item);
-/// One reply: the result as one line of JSON.
-QByteArray Reply(const ImageResult& result);
-
-} // namespace workerprotocol
-
-/**
- * @brief The worker side: reads requests from @p in, one per line, counts each
- * with @p settings and writes one reply line to @p out, until @p in ends.
- */
-int ServeWorkerRequests(const CountSettings& settings, std::FILE* in, std::FILE* out);
 
 class BatchRunner
 {
 public:
     /// Called once per item, in input order, as soon as it and every item
-    /// before it are done.
+    /// before it are done; always on the thread that called Run.
     using ResultHandler = std::function<void(int position, const ImageResult& result)>;
 
     /// @p keepObjects: the returned results keep their object tables; without
     /// it only counts and statistics stay in memory, as a batch of thousands
-    /// of images needs.
-    BatchRunner(const CountSettings& settings, int jobs, bool keepObjects = true);
+    /// of images needs. @p isolate: count in worker processes.
+    BatchRunner(const CountSettings& settings, int jobs, bool keepObjects = true,
+                bool isolate = false);
 
     /// Counts @p items; returns the results in input order.
     QList<ImageResult> Run(const QList<BatchItem>& items, const ResultHandler& handler);
@@ -58,10 +35,11 @@ public:
     static const char* const kWorkerOption;
 
 private:
-    QList<ImageResult> RunHere(const QList<BatchItem>& items, const ResultHandler& handler);
+    QList<ImageResult> RunOnThreads(const QList<BatchItem>& items, const ResultHandler& handler);
     QList<ImageResult> RunInWorkers(const QList<BatchItem>& items, const ResultHandler& handler);
 
     CountSettings settings_;
     int jobs_;
     bool keepObjects_;
+    bool isolate_;
 };

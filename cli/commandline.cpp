@@ -1,7 +1,7 @@
 #include "commandline.h"
 
 #include "batchrunner.h"
-#include "countrun.h"
+#include "catalogue.h"
 
 #include <QCommandLineParser>
 
@@ -138,8 +138,11 @@ struct Options
                                     "Write the settings in force to a JSON file; "
                                     "without images, nothing is counted.",
                                     "FILE"};
-    QCommandLineOption jobs{"jobs", "Count N images at a time in separate processes (default 1).",
-                            "N"};
+    QCommandLineOption jobs{"jobs", "Count N images at a time (default 1).", "N"};
+    QCommandLineOption isolate{"isolate",
+                               "Count each image in a worker process, so that an image that "
+                               "crashes the decoder costs only itself (with --jobs N, N "
+                               "workers)."};
     QCommandLineOption shard{"shard",
                              "Count only every N-th image, starting with the I-th "
                              "(1-based), to spread a batch over I = 1..N machines.",
@@ -158,11 +161,11 @@ void AddOptions(QCommandLineParser& parser, Options& o)
     parser.addPositionalArgument("count", "The command.");
     parser.addPositionalArgument("images", "Images or folders of images.", "[IMAGE|FOLDER ...]");
     for (QCommandLineOption* option :
-         {&o.rect,  &o.polygon,   &o.mode,         &o.channel,    &o.low,    &o.high,
-          &o.morph, &o.fillHoles, &o.cut,          &o.keepBorder, &o.filter, &o.noDefaultFilters,
-          &o.scale, &o.unit,      &o.report,       &o.annotated,  &o.table,  &o.summary,
-          &o.json,  &o.settings,  &o.saveSettings, &o.jobs,       &o.shard,  &o.worker,
-          &o.help,  &o.version})
+         {&o.rect,   &o.polygon,   &o.mode,         &o.channel,    &o.low,    &o.high,
+          &o.morph,  &o.fillHoles, &o.cut,          &o.keepBorder, &o.filter, &o.noDefaultFilters,
+          &o.scale,  &o.unit,      &o.report,       &o.annotated,  &o.table,  &o.summary,
+          &o.json,   &o.settings,  &o.saveSettings, &o.jobs,       &o.shard,  &o.isolate,
+          &o.worker, &o.help,      &o.version})
         parser.addOption(*option);
 }
 
@@ -254,16 +257,15 @@ CommandLine Parse(const QStringList& arguments)
             s.polygons << countsettings::ParsePolygon(QStringLiteral("--polygon"), value);
     }
     if (parser.isSet(o.mode))
-        s.mode = countsettings::Choice("--mode", Single(parser, "mode"), countsettings::kModes);
-    const bool manual = s.mode == QLatin1String("manual");
+        s.mode = countsettings::ParseMode("--mode", Single(parser, "mode"));
+    const bool manual = s.mode == SegmentMode::Manual;
     for (const QCommandLineOption* band : {&o.channel, &o.low, &o.high})
         if (parser.isSet(*band) && !manual)
             throw UsageError("--" + band->names().first(),
                              QStringLiteral("only with --mode manual (the automatic modes "
                                             "threshold the grey image)"));
     if (parser.isSet(o.channel))
-        s.channel =
-            countsettings::Choice("--channel", Single(parser, "channel"), countsettings::kChannels);
+        s.channel = countsettings::ParseChannel("--channel", Single(parser, "channel"));
     if (parser.isSet(o.low))
         s.low = Integer("--low", Single(parser, "low"), 0, 255);
     if (parser.isSet(o.high))
@@ -271,12 +273,12 @@ CommandLine Parse(const QStringList& arguments)
     if (parser.isSet(o.morph)) {
         s.morphology.clear();
         for (const QString& value : parser.values(o.morph))
-            s.morphology << countsettings::Choice("--morph", value, countsettings::kMorphology);
+            s.morphology << countsettings::ParseMorphology("--morph", value);
     }
     if (parser.isSet(o.fillHoles))
         s.fillHoles = true;
     if (parser.isSet(o.cut))
-        s.cut = countsettings::Choice("--cut", Single(parser, "cut"), countsettings::kCuts);
+        s.cut = countsettings::ParseSeparation("--cut", Single(parser, "cut"));
     if (parser.isSet(o.keepBorder))
         s.keepBorder = true;
     if (parser.isSet(o.noDefaultFilters))
@@ -302,7 +304,7 @@ CommandLine Parse(const QStringList& arguments)
         if (s.unit.isEmpty())
             throw UsageError(QStringLiteral("--unit"), QStringLiteral("empty unit name"));
     }
-    countrun::ResolveFilterNames(s);
+    catalogue::ResolveFilterNames(s);
     countsettings::Validate(s);
     c.settings = s;
 
@@ -316,6 +318,7 @@ CommandLine Parse(const QStringList& arguments)
         c.jobs = Integer("--jobs", Single(parser, "jobs"), 1, 256);
     if (parser.isSet(o.shard))
         c.shard = batchplan::ParseShard(Single(parser, "shard"));
+    c.isolate = parser.isSet(o.isolate);
     c.worker = parser.isSet(o.worker);
     if (c.worker && !c.inputs.isEmpty())
         throw UsageError(QStringLiteral("--worker"),

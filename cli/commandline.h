@@ -3,7 +3,7 @@
 // The command line of "autocount count": options, their checks, and the help.
 
 #include "batchplan.h"
-#include "countsettings.h"
+#include "settings.h"
 
 #include <QPair>
 #include <QString>
@@ -17,7 +17,8 @@ struct CommandLine
     bool json = false;
     int jobs = 1;
     QPair<int, int> shard{1, 1};
-    bool worker = false; ///< hidden: count one image for a batch, JSON on stdout
+    bool isolate = false; ///< count in worker processes
+    bool worker = false;  ///< hidden: count one image for a batch, JSON on stdout
     bool help = false;
     bool version = false;
 };

@@ -1,21 +1,24 @@
 // autocount: counts the objects in microscope images from the command line,
-// one image or batches of thousands, by driving the counting module as a
-// host application does.
+// one image or batches of thousands, through the counting engine.
 
 #include "batchplan.h"
 #include "batchrunner.h"
 #include "commandline.h"
-#include "countrun.h"
-#include "imageloader.h"
-#include "outputwriters.h"
 #include "progressbar.h"
+#include "workerpool.h"
 
-#include <QApplication>
+#include "atomicfile.h"
+#include "catalogue.h"
+#include "tablewriters.h"
+
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QJsonDocument>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -62,7 +65,7 @@ QString SamplePath()
 bool WriteOrReport(const QString& path, const QByteArray& data)
 {
     QString error;
-    if (outputs::WriteAtomically(path, data, &error))
+    if (atomicfile::Write(path, data, &error))
         return true;
     PrintError(QStringLiteral("%1: %2").arg(path, error));
     return false;
@@ -103,7 +106,7 @@ int Run(CommandLine c)
     std::FILE* lines = c.json ? stderr : stdout;
     ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
     // The object tables are kept only for the JSON document.
-    BatchRunner runner(c.settings, c.jobs, c.json);
+    BatchRunner runner(c.settings, c.jobs, c.json, c.isolate);
     const QList<ImageResult> results =
         runner.Run(items, [&](int position, const ImageResult& result) {
             if (result.ok())
@@ -116,12 +119,11 @@ int Run(CommandLine c)
             progress.Update(position + 1);
         });
     progress.Finish();
-    StopCutWorker();
 
     for (const ImageResult& result : results)
         failed = failed || !result.complete();
     if (!c.outputs.summary.isEmpty()) {
-        const QStringList names = countrun::EnabledTypeNames(c.settings);
+        const QStringList names = catalogue::EnabledTypeNames(c.settings);
         failed = !WriteOrReport(c.outputs.summary, outputs::SummaryCsv(results, names)) || failed;
     }
     if (c.json) {
@@ -131,6 +133,15 @@ int Run(CommandLine c)
     return failed ? 1 : 0;
 }
 
+/// Pictures (the report's and the annotated file) need Qt's GUI classes; a
+/// run that writes none starts only the core ones. A worker may be asked for
+/// pictures by any request, and the bundled sample run writes them.
+bool NeedsPictures(const CommandLine& c)
+{
+    return c.worker || c.inputs.isEmpty() || !c.outputs.report.isEmpty() ||
+           !c.outputs.annotated.isEmpty();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -138,25 +149,38 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(FilterMessages);
-    QApplication app(argc, argv);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+
+    CommandLine c;
+    try {
+        c = commandline::Parse(arguments);
+    } catch (const UsageError& error) {
+        return Usage(error);
+    }
+    if (c.help) {
+        std::fputs(commandline::HelpText().toLocal8Bit().constData(), stdout);
+        return 0;
+    }
+    if (c.version) {
+        std::printf("autocount %s\n", AUTOCOUNT_VERSION);
+        return 0;
+    }
+
+    std::unique_ptr<QCoreApplication> app;
+    if (NeedsPictures(c))
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    else
+        app = std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("autocount"));
     QCoreApplication::setApplicationVersion(QStringLiteral(AUTOCOUNT_VERSION));
-    InstallModuleFormatConversion();
-
     try {
-        const CommandLine c = commandline::Parse(app.arguments());
-        if (c.help) {
-            std::fputs(commandline::HelpText().toLocal8Bit().constData(), stdout);
-            return 0;
-        }
-        if (c.version) {
-            std::printf("autocount %s\n", AUTOCOUNT_VERSION);
-            return 0;
-        }
         if (c.worker)
             return ServeWorkerRequests(c.settings, stdin, stdout);
         return Run(c);
     } catch (const UsageError& error) {
+        // The plan of a batch checks the output paths against the inputs.
         return Usage(error);
     }
 }

@@ -23,9 +23,14 @@ Result Count(const cv::Mat& source, const Request& request, const Hooks& hooks)
         result.cancelled = hooks.cancelled && hooks.cancelled();
         return result.cancelled;
     };
+    const auto step = [&](int number) {
+        if (hooks.progress)
+            hooks.progress(number);
+    };
     const cv::Size size = source.size();
 
     // Regions and segmentation.
+    step(2);
     const ContourList whole{WholeImageRegion(size)};
     const cv::Mat mask = RegionMask(size, request.regions.empty() ? whole : request.regions);
     cv::Mat grey;
@@ -39,6 +44,7 @@ Result Count(const cv::Mat& source, const Request& request, const Hooks& hooks)
         return result;
 
     // Separation of touching objects.
+    step(3);
     if (hooks.separate) {
         if (!hooks.separate(binary)) {
             result.cancelled = true;
@@ -54,6 +60,7 @@ Result Count(const cv::Mat& source, const Request& request, const Hooks& hooks)
         return result;
 
     // Measurement and the filter.
+    step(4);
     Measure(source, binary, request.removeBorder, grey, result.contours, result.records);
     if (hooks.measured)
         hooks.measured(result.contours, result.records);

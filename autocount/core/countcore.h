@@ -217,6 +217,9 @@ struct Hooks
     std::function<void(ContourList& contours, std::vector<parResult>& records)> measured;
     /// Asked between steps; true stops the count.
     std::function<bool()> cancelled;
+    /// Told each step as it starts: 2 segmentation, 3 separation,
+    /// 4 measurement (the workflow's step numbers).
+    std::function<void(int step)> progress;
 };
 
 struct Result

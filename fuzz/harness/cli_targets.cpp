@@ -4,8 +4,8 @@
 #include "fuzztargets.h"
 
 #include "commandline.h"
-#include "countsettings.h"
-#include "imageloader.h"
+#include "imageinput.h"
+#include "settings.h"
 
 #include "host/pixelformatadapter.h"
 

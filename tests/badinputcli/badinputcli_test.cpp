@@ -2,7 +2,7 @@
 // claiming more pixels than memory holds) and report paths that cannot be
 // written.
 
-#include "imageloader.h"
+#include "imageinput.h"
 
 #include <QFile>
 #include <QProcess>

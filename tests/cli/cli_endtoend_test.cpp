@@ -232,9 +232,10 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     // Every input has its row, the failed one with the reason.
     EXPECT_EQ(QString::fromUtf8(Read("s.csv")).trimmed().split('\n').size(), 1 + 3);
 
-    // A worker process that dies costs only the image it was counting.
-    const Outcome crashed =
-        Run({"--jobs", "2", "mixed/a.png", "mixed/d.png"}, {"AUTOCOUNT_TEST_CRASH_ON=d.png"});
+    // With isolation, a worker process that dies costs only the image it was
+    // counting.
+    const Outcome crashed = Run({"--isolate", "--jobs", "2", "mixed/a.png", "mixed/d.png"},
+                                {"AUTOCOUNT_TEST_CRASH_ON=d.png"});
     EXPECT_EQ(crashed.exitCode, 1);
     EXPECT_EQ(crashed.out.trimmed().split('\n').size(), 1) << crashed.out.toStdString();
     EXPECT_TRUE(crashed.out.contains("a.png: 12 objects"));

@@ -1,12 +1,13 @@
 // The command-line tool's parts on their own: options and settings files,
 // batch planning, number output and progress.
 
+#include "atomicfile.h"
 #include "batchplan.h"
 #include "commandline.h"
-#include "countsettings.h"
 #include "imageresult.h"
-#include "outputwriters.h"
 #include "progressbar.h"
+#include "settings.h"
+#include "tablewriters.h"
 
 #include <QTemporaryDir>
 
@@ -41,7 +42,7 @@ TEST(CliOptions, FilterNamesTakeTheCatalogueSpellingAndMissingBoundsStayUnset)
     const CountSettings s =
         Parse({"--mode", "MANUAL", "--filter", "area=100:", "--filter", "Long Axis=:50.5", "x.png"})
             .settings;
-    EXPECT_EQ(s.mode, "manual");
+    EXPECT_EQ(s.mode, SegmentMode::Manual);
     ASSERT_EQ(s.filters.size(), 2);
     EXPECT_EQ(s.filters[0].name, "Area");
     EXPECT_EQ(s.filters[0].min, 100.0);
@@ -79,15 +80,15 @@ TEST(CliSettings, FileRoundTripPrecedenceAndRefusals)
     const QString path = dir.filePath("s.json");
     CountSettings s;
     s.polygons << QPolygonF({QPointF(1, 2), QPointF(30, 2), QPointF(15, 40)});
-    s.mode = "manual";
-    s.channel = "saturation";
+    s.mode = SegmentMode::Manual;
+    s.channel = Channel::Saturation;
     s.low = 30;
     s.high = 200;
     s.filters << FilterSetting{"Roundness", 0.5, std::nullopt};
     s.scale = 0.25;
     s.unit = "mm";
     QString error;
-    ASSERT_TRUE(outputs::WriteAtomically(path, outputs::SettingsFile(s, "img.png"), &error));
+    ASSERT_TRUE(atomicfile::Write(path, outputs::SettingsFile(s, "img.png"), &error));
     EXPECT_EQ(Parse({"--settings", path}).settings, s);
     // Options given with the file win; a region option replaces the file's regions.
     const CountSettings mixed =
@@ -99,7 +100,7 @@ TEST(CliSettings, FileRoundTripPrecedenceAndRefusals)
 
     for (const QByteArray text : {"{\"mdoe\": \"dark\"}", "{\"low\": \"ten\"}",
                                   "{\"cut\": \"sideways\"}", "[1, 2]", "{\"mode\": "}) {
-        ASSERT_TRUE(outputs::WriteAtomically(path, text, &error));
+        ASSERT_TRUE(atomicfile::Write(path, text, &error));
         EXPECT_TRUE(RefusedOption({"--settings", path}).startsWith("--settings")) << text.data();
     }
 }

@@ -1,42 +1,14 @@
-#include "outputwriters.h"
+#include "tablewriters.h"
 
-#include "autocount/autocountmanager.h"
-
-#include <QBuffer>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QImage>
-#include <QImageWriter>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
-#include <QSaveFile>
-#include <QTemporaryFile>
-
-#include <cstdio>
 
 namespace outputs {
 
 namespace {
-
-/// Fault injection for the tests: a write whose file name equals the value of
-/// AUTOCOUNT_TEST_FAIL_WRITE fails after its data went to the temporary file,
-/// as a full disk would make it fail.
-bool InjectedFailure(const QString& path)
-{
-    const QByteArray name = qgetenv("AUTOCOUNT_TEST_FAIL_WRITE");
-    return !name.isEmpty() && QFileInfo(path).fileName() == QString::fromLocal8Bit(name);
-}
-
-bool MakeParent(const QString& path, QString* error)
-{
-    const QDir parent = QFileInfo(path).absoluteDir();
-    if (parent.exists() || QDir().mkpath(parent.absolutePath()))
-        return true;
-    *error = QStringLiteral("cannot create the folder %1").arg(parent.path());
-    return false;
-}
 
 QString CsvField(const QString& text)
 {
@@ -66,73 +38,6 @@ QString OptionalNumber(const std::optional<double>& value)
 QString Number(double value)
 {
     return QString::number(value, 'g', QLocale::FloatingPointShortest);
-}
-
-bool WriteAtomically(const QString& path, const QByteArray& data, QString* error)
-{
-    if (!MakeParent(path, error))
-        return false;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    if (file.write(data) != data.size()) {
-        *error = file.errorString();
-        file.cancelWriting();
-        return false;
-    }
-    if (InjectedFailure(path)) {
-        file.cancelWriting();
-        *error = QStringLiteral("write failed (simulated)");
-        return false;
-    }
-    if (!file.commit()) {
-        *error = file.errorString();
-        return false;
-    }
-    return true;
-}
-
-bool ExportReportAtomically(AutoCountManager& manager, const QString& path, QString* error)
-{
-    if (!MakeParent(path, error))
-        return false;
-    const QFileInfo info(path);
-    // A unique name in the destination folder, so the rename stays on one
-    // file system; the workbook library creates the file itself.
-    QString temporary;
-    {
-        QTemporaryFile reserve(
-            info.absoluteDir().filePath(QStringLiteral(".%1.XXXXXX.xlsx").arg(info.fileName())));
-        if (!reserve.open()) {
-            *error = reserve.errorString();
-            return false;
-        }
-        temporary = reserve.fileName();
-        reserve.setAutoRemove(false);
-    }
-    QFile::remove(temporary);
-    manager.ExportReport(temporary);
-    const QFileInfo made(temporary);
-    if (!made.exists() || made.size() == 0) {
-        QFile::remove(temporary);
-        *error = QStringLiteral("the report was not written");
-        return false;
-    }
-    if (InjectedFailure(path)) {
-        QFile::remove(temporary);
-        *error = QStringLiteral("write failed (simulated)");
-        return false;
-    }
-    // rename(2) replaces an existing report in one step.
-    if (std::rename(QFile::encodeName(temporary).constData(),
-                    QFile::encodeName(info.absoluteFilePath()).constData()) != 0) {
-        QFile::remove(temporary);
-        *error = QStringLiteral("cannot move the report into place");
-        return false;
-    }
-    return true;
 }
 
 QByteArray TableCsv(const ImageResult& result)
@@ -186,17 +91,6 @@ QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& type
         csv += CsvLine(fields);
     }
     return csv;
-}
-
-QByteArray PngBytes(const QImage& image)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    if (!writer.write(image))
-        return QByteArray();
-    return bytes;
 }
 
 QString SettingsPathBeside(const QString& path)

@@ -1,4 +1,4 @@
-#include "countsettings.h"
+#include "settings.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -144,28 +144,57 @@ FilterSetting ParseFilter(const QString& option, const QString& text)
     return filter;
 }
 
-QString Choice(const QString& option, const QString& value, const QStringList& allowed)
+int Choice(const QString& option, const QString& value, const QStringList& allowed)
 {
-    const QString lower = value.trimmed().toLower();
-    if (!allowed.contains(lower))
+    const int position = allowed.indexOf(value.trimmed().toLower());
+    if (position < 0)
         throw UsageError(
             option,
             QStringLiteral("'%1' is not one of %2").arg(value, allowed.join(QStringLiteral(", "))));
-    return lower;
+    return position;
+}
+
+QString Name(SegmentMode mode)
+{
+    return kModes.value(static_cast<int>(mode));
+}
+QString Name(Channel channel)
+{
+    return kChannels.value(static_cast<int>(channel));
+}
+QString Name(Morphology op)
+{
+    return kMorphology.value(static_cast<int>(op));
+}
+QString Name(Separation cut)
+{
+    return kCuts.value(static_cast<int>(cut));
+}
+
+SegmentMode ParseMode(const QString& option, const QString& text)
+{
+    return static_cast<SegmentMode>(Choice(option, text, kModes));
+}
+Channel ParseChannel(const QString& option, const QString& text)
+{
+    return static_cast<Channel>(Choice(option, text, kChannels));
+}
+Morphology ParseMorphology(const QString& option, const QString& text)
+{
+    return static_cast<Morphology>(Choice(option, text, kMorphology));
+}
+Separation ParseSeparation(const QString& option, const QString& text)
+{
+    return static_cast<Separation>(Choice(option, text, kCuts));
 }
 
 void Validate(const CountSettings& s)
 {
-    Choice(QStringLiteral("--mode"), s.mode, kModes);
-    Choice(QStringLiteral("--channel"), s.channel, kChannels);
-    Choice(QStringLiteral("--cut"), s.cut, kCuts);
-    for (const QString& op : s.morphology)
-        Choice(QStringLiteral("--morph"), op, kMorphology);
     if (s.low < 0 || s.low > 255)
         throw UsageError(QStringLiteral("--low"), QStringLiteral("must be 0 to 255"));
     if (s.high < 0 || s.high > 255)
         throw UsageError(QStringLiteral("--high"), QStringLiteral("must be 0 to 255"));
-    if (s.mode == QLatin1String("manual") && s.low > s.high)
+    if (s.mode == SegmentMode::Manual && s.low > s.high)
         throw UsageError(
             QStringLiteral("--low"),
             QStringLiteral("the low bound %1 lies above the high bound %2").arg(s.low).arg(s.high));
@@ -174,10 +203,11 @@ void Validate(const CountSettings& s)
                          QStringLiteral("rectangles and polygons cannot be combined"));
     if (!(s.scale > 0) || !std::isfinite(s.scale))
         throw UsageError(QStringLiteral("--scale"), QStringLiteral("must be a positive number"));
-    for (const FilterSetting& f : s.filters)
+    for (const FilterSetting& f : s.filters) {
         if (f.min && f.max && *f.min > *f.max)
             throw UsageError(QStringLiteral("--filter"),
                              QStringLiteral("%1: the minimum lies above the maximum").arg(f.name));
+    }
 }
 
 QJsonObject ToJson(const CountSettings& s)
@@ -198,16 +228,19 @@ QJsonObject ToJson(const CountSettings& s)
     for (const FilterSetting& f : s.filters)
         filters.append(
             QJsonObject{{"name", f.name}, {"min", BoundJson(f.min)}, {"max", BoundJson(f.max)}});
+    QStringList morphology;
+    for (Morphology op : s.morphology)
+        morphology << Name(op);
     return QJsonObject{
         {"rectangles", rectangles},
         {"polygons", polygons},
-        {"mode", s.mode},
-        {"channel", s.channel},
+        {"mode", Name(s.mode)},
+        {"channel", Name(s.channel)},
         {"low", s.low},
         {"high", s.high},
-        {"morphology", QJsonArray::fromStringList(s.morphology)},
+        {"morphology", QJsonArray::fromStringList(morphology)},
         {"fillHoles", s.fillHoles},
-        {"cut", s.cut},
+        {"cut", Name(s.cut)},
         {"keepBorder", s.keepBorder},
         {"defaultFilters", s.defaultFilters},
         {"filters", filters},
@@ -246,9 +279,9 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
                 s.polygons << polygon;
             }
         } else if (key == QLatin1String("mode")) {
-            s.mode = Choice(option, String(v, key, option), kModes);
+            s.mode = ParseMode(option, String(v, key, option));
         } else if (key == QLatin1String("channel")) {
-            s.channel = Choice(option, String(v, key, option), kChannels);
+            s.channel = ParseChannel(option, String(v, key, option));
         } else if (key == QLatin1String("low")) {
             s.low = Integer(v, key, option);
         } else if (key == QLatin1String("high")) {
@@ -256,11 +289,11 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
         } else if (key == QLatin1String("morphology")) {
             s.morphology.clear();
             for (const QJsonValue& item : Array(v, key, option))
-                s.morphology << Choice(option, String(item, key, option), kMorphology);
+                s.morphology << ParseMorphology(option, String(item, key, option));
         } else if (key == QLatin1String("fillHoles")) {
             s.fillHoles = Boolean(v, key, option);
         } else if (key == QLatin1String("cut")) {
-            s.cut = Choice(option, String(v, key, option), kCuts);
+            s.cut = ParseSeparation(option, String(v, key, option));
         } else if (key == QLatin1String("keepBorder")) {
             s.keepBorder = Boolean(v, key, option);
         } else if (key == QLatin1String("defaultFilters")) {

@@ -42,17 +42,54 @@ struct FilterSetting
     }
 };
 
+/// Which objects the threshold keeps.
+enum class SegmentMode
+{
+    Dark,   ///< Otsu; objects at or below the threshold
+    Bright, ///< Otsu; objects above it
+    Manual, ///< the band low..high on a channel
+};
+
+/// The channel of the manual band, in the module's numbering.
+enum class Channel
+{
+    Grey,
+    Red,
+    Green,
+    Blue,
+    Hue,
+    Saturation,
+    Intensity,
+};
+
+/// One refinement of the binary image, in the module's numbering.
+enum class Morphology
+{
+    Dilate,
+    Erode,
+    Open,
+    Close,
+};
+
+/// How touching objects are separated.
+enum class Separation
+{
+    Auto,  ///< the module's automatic cut
+    Merge, ///< small gaps closed instead
+    None,
+};
+
 struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
     QList<QPolygonF> polygons;
-    QString mode = QStringLiteral("dark"); ///< dark, bright or manual
-    QString channel = QStringLiteral("grey");
-    int low = 0;            ///< manual band, inclusive
-    int high = 255;         ///< manual band, inclusive
-    QStringList morphology; ///< dilate, erode, open, close, applied in order
+    SegmentMode mode = SegmentMode::Dark;
+    Channel channel = Channel::Grey;
+    int low = 0;                  ///< manual band, inclusive
+    int high = 255;               ///< manual band, inclusive
+    QList<Morphology> morphology; ///< applied in order
     bool fillHoles = false;
-    QString cut = QStringLiteral("auto"); ///< auto, merge or none
+    Separation cut = Separation::Auto;
     bool keepBorder = false;
     bool defaultFilters = true; ///< the catalogue's four default filters stay on
     QList<FilterSetting> filters;
@@ -64,10 +101,25 @@ struct CountSettings
 
 namespace countsettings {
 
+/// The words of each choice, as options and settings files spell them, in
+/// the order of its enum.
 extern const QStringList kModes;      ///< dark, bright, manual
 extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturation, intensity
 extern const QStringList kMorphology; ///< dilate, erode, open, close
 extern const QStringList kCuts;       ///< auto, merge, none
+
+/// The word of a choice.
+QString Name(SegmentMode mode);
+QString Name(Channel channel);
+QString Name(Morphology op);
+QString Name(Separation cut);
+
+/// Reads the word for a choice (case-insensitive); throws UsageError naming
+/// @p option with the words allowed.
+SegmentMode ParseMode(const QString& option, const QString& text);
+Channel ParseChannel(const QString& option, const QString& text);
+Morphology ParseMorphology(const QString& option, const QString& text);
+Separation ParseSeparation(const QString& option, const QString& text);
 
 /// Parses "x,y,w,h"; throws UsageError naming @p option.
 QRectF ParseRect(const QString& option, const QString& text);
@@ -76,8 +128,8 @@ QPolygonF ParsePolygon(const QString& option, const QString& text);
 /// Parses "NAME", "NAME=MIN:MAX", "NAME=MIN:" or "NAME=:MAX". The name is
 /// checked later against the catalogue.
 FilterSetting ParseFilter(const QString& option, const QString& text);
-/// Checks @p value against @p allowed (case-insensitive); returns it in lower case.
-QString Choice(const QString& option, const QString& value, const QStringList& allowed);
+/// Checks @p value against @p allowed (case-insensitive); returns its position.
+int Choice(const QString& option, const QString& value, const QStringList& allowed);
 
 /// Checks the combination of values: ranges, manual band, regions.
 void Validate(const CountSettings& settings);

@@ -1,32 +1,17 @@
 #pragma once
 
-// The files the tool writes. Every file is written to a temporary file beside
-// its destination and renamed into place, so a reader never sees half of it
-// and a failed write leaves an existing file as it was.
+// The text files of a count: the object table, the batch summary, the JSON
+// document and the settings file, as bytes ready to be written.
 
-#include "countsettings.h"
 #include "imageresult.h"
+#include "settings.h"
 
 #include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
-QT_BEGIN_NAMESPACE
-class QImage;
-QT_END_NAMESPACE
-
-class AutoCountManager;
-
 namespace outputs {
-
-/// Writes @p data to @p path through a temporary file and a rename; creates
-/// missing parent folders. On failure returns false with the reason.
-bool WriteAtomically(const QString& path, const QByteArray& data, QString* error);
-
-/// The controller's spreadsheet report, exported to a temporary name in the
-/// destination folder and renamed into place once it exists.
-bool ExportReportAtomically(AutoCountManager& manager, const QString& path, QString* error);
 
 /// The object table: the module's header, then one row of numbers per object.
 QByteArray TableCsv(const ImageResult& result);
@@ -34,9 +19,6 @@ QByteArray TableCsv(const ImageResult& result);
 /// One row per image: file, count, then mean, standard deviation, minimum,
 /// maximum, range and sum of each of @p typeNames, and the error, if any.
 QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& typeNames);
-
-/// PNG bytes of @p image.
-QByteArray PngBytes(const QImage& image);
 
 /// "dir/name.settings.json" for "dir/name.ext": the settings written beside
 /// a report or table.

@@ -1,15 +1,32 @@
-#include "imageloader.h"
+#include "imageinput.h"
 
 #include "imageheader.h"
 
 #include "host/pixelformatadapter.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 
 #include <opencv2/imgcodecs.hpp>
 
 const char* const kImageSuffixes[6] = {"png", "jpg", "jpeg", "tif", "tiff", "bmp"};
+
+bool HasImageSuffix(const QString& path)
+{
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    for (const char* known : kImageSuffixes)
+        if (suffix == QLatin1String(known))
+            return true;
+    return false;
+}
+
+QString FileDialogFilter()
+{
+    return QCoreApplication::translate("ImageInput",
+                                       "Images (*.png *.jpg *.jpeg *.tif *.tiff *.bmp);;"
+                                       "All files (*)");
+}
 
 LoadedImage LoadImageFile(const QString& path)
 {
@@ -72,6 +89,21 @@ LoadedImage LoadImageFile(const QString& path)
         loaded.image.release();
     }
     return loaded;
+}
+
+InputImage ReadImage(const QString& path)
+{
+    InputImage input;
+    LoadedImage loaded = LoadImageFile(path);
+    if (!loaded.ok()) {
+        input.error = loaded.error;
+        return input;
+    }
+    input.decoded = loaded.image.size();
+    input.decodedDepth = loaded.image.depth() == CV_16U ? 16 : 8;
+    input.decodedChannels = loaded.image.channels();
+    input.image = PixelFormatAdapter::ToModuleFormat(loaded.image);
+    return input;
 }
 
 void InstallModuleFormatConversion()

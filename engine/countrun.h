@@ -1,0 +1,58 @@
+#pragma once
+
+// One count: an image in the module's form and the settings in, the core's
+// numeric result out. Nothing here touches the controller, a scene or the
+// process-wide calibration, so counts may run on several threads at once.
+
+#include "imageresult.h"
+#include "settings.h"
+
+#include "autocount/core/countcore.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <opencv2/core.hpp>
+
+#include <functional>
+
+namespace countrun {
+
+/// What a front end may follow and stop while an image is counted.
+struct Hooks
+{
+    /// Asked between the steps; true stops the count.
+    std::function<bool()> cancelled;
+    /// Told the step that starts: 2 segmentation, 3 separation, 4 measurement.
+    std::function<void(int step)> progress;
+};
+
+/// The result of one count, with what the writers need to picture it.
+struct CountResult
+{
+    cv::Mat image;          ///< the image counted (8-bit BGR)
+    countcore::Result core; ///< objects, contours, thresholds
+    ContourList regions;    ///< the regions counted in, in pixels (empty: whole image)
+    double scale = 1.0;     ///< units per pixel
+    QString unit;           ///< length unit of the calibration
+    QStringList typeNames;  ///< display names of core.types, with units
+
+    int Count() const { return static_cast<int>(core.validRecords.size()); }
+};
+
+/// The core's request for @p settings.
+countcore::Request MakeRequest(const CountSettings& settings);
+
+/**
+ * @brief Counts @p image, which must be 8-bit BGR (see imageinput), as
+ * @p settings say.
+ *
+ * A cancelled count comes back with core.cancelled set and no objects.
+ */
+CountResult Count(const cv::Mat& image, const CountSettings& settings,
+                  const Hooks& hooks = Hooks());
+
+/// The result as the tables, the summary and the JSON output carry it.
+ImageResult Summarise(const QString& file, const CountResult& result);
+
+} // namespace countrun

@@ -1,0 +1,62 @@
+#include "imageoutputs.h"
+
+#include "atomicfile.h"
+#include "picture.h"
+#include "report.h"
+#include "tablewriters.h"
+
+#include <QStringList>
+
+namespace imageoutputs {
+
+void Write(const CountSettings& settings, const ImageOutputs& outputs,
+           const countrun::CountResult& counted, ImageResult& result)
+{
+    QStringList settingsFiles;
+    auto written = [&](const QString& path, bool ok, const QString& error) {
+        if (ok)
+            result.outputs << path;
+        else
+            result.outputErrors << QStringLiteral("%1: %2").arg(path, error);
+        return ok;
+    };
+    auto writeSettingsBeside = [&](const QString& path) {
+        const QString sidecar = outputs::SettingsPathBeside(path);
+        if (settingsFiles.contains(sidecar))
+            return;
+        settingsFiles << sidecar;
+        QString error;
+        written(sidecar,
+                atomicfile::Write(sidecar, outputs::SettingsFile(settings, result.file), &error),
+                error);
+    };
+
+    // One picture for the report and the annotated file.
+    QImage image;
+    QString pictureError;
+    if (outputs.pictures() && picture::EnsureGui(&pictureError)) {
+        image = picture::Render(counted, picture::CurrentLook());
+        if (image.isNull())
+            pictureError = QStringLiteral("there is no image to picture");
+    }
+    if (!outputs.report.isEmpty()) {
+        QString error = pictureError;
+        const bool ok = error.isEmpty() && report::Write(outputs.report, counted, image, &error);
+        if (written(outputs.report, ok, error))
+            writeSettingsBeside(outputs.report);
+    }
+    if (!outputs.annotated.isEmpty()) {
+        QString error = pictureError;
+        const bool ok =
+            error.isEmpty() && atomicfile::Write(outputs.annotated, picture::Png(image), &error);
+        written(outputs.annotated, ok, error);
+    }
+    if (!outputs.table.isEmpty()) {
+        QString error;
+        if (written(outputs.table,
+                    atomicfile::Write(outputs.table, outputs::TableCsv(result), &error), error))
+            writeSettingsBeside(outputs.table);
+    }
+}
+
+} // namespace imageoutputs

@@ -1,0 +1,33 @@
+#pragma once
+
+// The files written for one counted image: the report, the annotated
+// picture and the object table, each with the settings beside it.
+
+#include "countrun.h"
+#include "imageresult.h"
+#include "settings.h"
+
+#include <QString>
+
+/// The per-image files to write; an empty path writes nothing.
+struct ImageOutputs
+{
+    QString report;    ///< spreadsheet report (.xlsx)
+    QString annotated; ///< the picture (.png)
+    QString table;     ///< the object table (.csv)
+    bool any() const { return !report.isEmpty() || !annotated.isEmpty() || !table.isEmpty(); }
+    bool pictures() const { return !report.isEmpty() || !annotated.isEmpty(); }
+};
+
+namespace imageoutputs {
+
+/**
+ * @brief Writes @p outputs for @p counted and records in @p result which
+ * files were written (outputs) and which were not, with the reason
+ * (outputErrors). The picture is rendered once for the report and the
+ * annotated file; a settings file goes beside the report and the table.
+ */
+void Write(const CountSettings& settings, const ImageOutputs& outputs,
+           const countrun::CountResult& counted, ImageResult& result);
+
+} // namespace imageoutputs

@@ -1,0 +1,111 @@
+#include "picture.h"
+
+#include "autocount/drawproperty/targetdrawpropertymanager.h"
+
+#include <QBuffer>
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QImageWriter>
+#include <QPainter>
+#include <QPolygonF>
+
+#include <memory>
+#include <mutex>
+
+namespace picture {
+
+namespace {
+
+QPolygonF ToPolygon(const Contour& contour)
+{
+    QPolygonF polygon;
+    polygon.reserve(static_cast<int>(contour.size()));
+    for (const cv::Point& p : contour)
+        polygon.append(QPointF(p.x, p.y));
+    return polygon;
+}
+
+} // namespace
+
+bool EnsureGui(QString* error)
+{
+    static std::mutex mutex;
+    static std::unique_ptr<QGuiApplication> started;
+    std::lock_guard<std::mutex> lock(mutex);
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        return true;
+    if (QCoreApplication::instance()) {
+        if (error)
+            *error = QStringLiteral("pictures need Qt's GUI classes, and a non-GUI "
+                                    "application is running");
+        return false;
+    }
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int argc = 1;
+    static char name[] = "autocount";
+    static char* argv[] = {name, nullptr};
+    started = std::make_unique<QGuiApplication>(argc, argv);
+    return true;
+}
+
+TARGET_DRAW_PROPERTY CurrentLook()
+{
+    TargetDrawPropertyManager properties;
+    properties.Init();
+    return properties.GetTargetDrawProperty();
+}
+
+QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& look)
+{
+    const cv::Mat& source = result.image;
+    if (source.empty() || source.type() != CV_8UC3)
+        return QImage();
+    QImage image = QImage(source.data, source.cols, source.rows, static_cast<int>(source.step),
+                          QImage::Format_BGR888)
+                       .convertToFormat(QImage::Format_RGB888);
+    if (image.isNull())
+        return image;
+
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+
+    // The regions counted in, as they were drawn: green, one pixel wide.
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(Qt::green, 0));
+    for (const Contour& region : result.regions)
+        painter.drawPolygon(ToPolygon(region));
+
+    // The outlines, then the numbers centred on each object's enclosing circle.
+    painter.setPen(QPen(look.targetColor, look.contourWidth));
+    for (const Contour& contour : result.core.validContours)
+        painter.drawPolygon(ToPolygon(contour));
+    painter.setFont(look.font);
+    painter.setPen(look.fontColor);
+    const QFontMetricsF metrics(look.font);
+    const std::vector<parResult>& records = result.core.validRecords;
+    for (size_t i = 0; i < records.size(); ++i) {
+        const QString label = QString::number(i + 1);
+        QRectF box = metrics.boundingRect(label);
+        box.moveCenter(QPointF(records[i].centerX, records[i].centerY));
+        painter.drawText(box, Qt::AlignCenter, label);
+    }
+    painter.end();
+    return image;
+}
+
+QByteArray Png(const QImage& image)
+{
+    QByteArray bytes;
+    if (image.isNull())
+        return bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "png");
+    if (!writer.write(image))
+        return QByteArray();
+    return bytes;
+}
+
+} // namespace picture

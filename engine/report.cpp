@@ -1,0 +1,26 @@
+#include "report.h"
+
+#include "atomicfile.h"
+
+#include "autocount/reportworkbook.h"
+
+namespace report {
+
+bool Write(const QString& path, const countrun::CountResult& result, const QImage& picture,
+           QString* error)
+{
+    QList<QStringList> objects;
+    countcore::AppendObjectTable(objects, result.typeNames, result.core.validRecords,
+                                 result.core.types, result.scale);
+    QList<QStringList> statistics;
+    countcore::AppendStatisticsTable(statistics, result.typeNames, result.core.validRecords,
+                                     result.core.types, result.scale);
+    return atomicfile::Place(
+        path, QStringLiteral("the report"),
+        [&](const QString& temporary) {
+            WriteReportWorkbook(temporary, picture, objects, statistics);
+        },
+        error);
+}
+
+} // namespace report
