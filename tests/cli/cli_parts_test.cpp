@@ -8,6 +8,7 @@
 #include "progressbar.h"
 #include "settings.h"
 #include "tablewriters.h"
+#include "workerpool.h"
 
 #include <QTemporaryDir>
 
@@ -153,4 +154,27 @@ TEST(CliOutputs, NumbersSummaryAndProgressText)
     EXPECT_EQ(ProgressBar::Text(2, 4, 10000, 8), "[####....] 2/4 images, 0:10 left");
     EXPECT_EQ(ProgressBar::Text(1, 1000, 4000, 8), "[........] 1/1000 images, 1:06:36 left");
     EXPECT_EQ(ProgressBar::Text(4, 4, 20000, 8), "[########] 4/4 images");
+}
+
+TEST(CliWorkerPool, NoWorkerCanStartEveryImageFailsInOrderAndNothingHangs)
+{
+    QList<BatchItem> items;
+    for (const char* name : {"a.png", "b.png", "c.png"}) {
+        BatchItem item;
+        item.file = name;
+        item.index = items.size() + 1;
+        items << item;
+    }
+    WorkerPool pool("/nonexistent/autocount-worker", {"count"}, 2);
+    QStringList seen;
+    const QList<ImageResult> results = pool.Run(
+        items,
+        [&](int position, const ImageResult& r) { seen << QString::number(position) + r.file; },
+        true);
+    EXPECT_EQ(seen, QStringList({"0a.png", "1b.png", "2c.png"}));
+    ASSERT_EQ(results.size(), 3);
+    for (const ImageResult& r : results)
+        EXPECT_EQ(r.error, "cannot start a worker") << r.file.toStdString();
+    EXPECT_EQ(pool.States(),
+              QList<WorkerPool::State>({WorkerPool::State::Broken, WorkerPool::State::Broken}));
 }
