@@ -3,6 +3,7 @@
 // into an image.
 
 #include "autocount/autocountmanager.h"
+#include "autocount/core/countcore.h"
 
 #include "host/hostevents.h"
 
@@ -23,15 +24,6 @@ namespace {
 /// a target that has lost the highlight.
 constexpr int kFilledDisplayMode = 1;
 
-QPolygonF ToPolygon(const Contour& contour)
-{
-    QPolygonF polygon;
-    polygon.reserve(static_cast<int>(contour.size()));
-    for (const cv::Point& p : contour)
-        polygon.append(QPointF(p.x, p.y));
-    return polygon;
-}
-
 } // namespace
 
 void AutoCountManager::DrawTarget()
@@ -41,7 +33,7 @@ void AutoCountManager::DrawTarget()
         return;
 
     for (const Contour& contour : validContours_) {
-        auto* target = new QGraphicsPolygonItem(ToPolygon(contour));
+        auto* target = new QGraphicsPolygonItem(countcore::OutlinePolygon(contour));
         targetItems_.append(target);
         scene_->addItem(target);
     }

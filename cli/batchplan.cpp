@@ -13,15 +13,6 @@ namespace batchplan {
 
 namespace {
 
-bool IsImageName(const QString& name)
-{
-    const QString suffix = QFileInfo(name).suffix().toLower();
-    for (const char* known : kImageSuffixes)
-        if (suffix == QLatin1String(known))
-            return true;
-    return false;
-}
-
 /// A path in a form that two spellings of the same file share.
 QString Identity(const QString& path)
 {
@@ -48,7 +39,7 @@ QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
         }
         QStringList names = QDir(argument).entryList(QDir::Files | QDir::Readable);
         names.erase(std::remove_if(names.begin(), names.end(),
-                                   [](const QString& name) { return !IsImageName(name); }),
+                                   [](const QString& name) { return !HasImageSuffix(name); }),
                     names.end());
         // Plain code-point order: the same on every machine, whatever the locale.
         std::sort(names.begin(), names.end());

@@ -14,19 +14,6 @@
 
 namespace picture {
 
-namespace {
-
-QPolygonF ToPolygon(const Contour& contour)
-{
-    QPolygonF polygon;
-    polygon.reserve(static_cast<int>(contour.size()));
-    for (const cv::Point& p : contour)
-        polygon.append(QPointF(p.x, p.y));
-    return polygon;
-}
-
-} // namespace
-
 bool EnsureGui(QString* error)
 {
     static std::mutex mutex;
@@ -75,12 +62,12 @@ QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& l
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(Qt::green, 0));
     for (const Contour& region : result.regions)
-        painter.drawPolygon(ToPolygon(region));
+        painter.drawPolygon(countcore::OutlinePolygon(region));
 
     // The outlines, then the numbers centred on each object's enclosing circle.
     painter.setPen(QPen(look.targetColor, look.contourWidth));
     for (const Contour& contour : result.core.validContours)
-        painter.drawPolygon(ToPolygon(contour));
+        painter.drawPolygon(countcore::OutlinePolygon(contour));
     painter.setFont(look.font);
     painter.setPen(look.fontColor);
     const QFontMetricsF metrics(look.font);

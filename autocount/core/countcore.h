@@ -54,6 +54,8 @@ AUTOCOUNT_EXPORT Contour RectangleRegion(const QRectF& rect);
 AUTOCOUNT_EXPORT Contour PolygonRegion(const QPolygonF& polygon);
 /// The whole image as one region.
 AUTOCOUNT_EXPORT Contour WholeImageRegion(cv::Size size);
+/// @p contour as a polygon of scene coordinates (one unit per pixel).
+AUTOCOUNT_EXPORT QPolygonF OutlinePolygon(const Contour& contour);
 /// The region mask: 255 inside the union of @p regions, 0 elsewhere.
 AUTOCOUNT_EXPORT cv::Mat RegionMask(cv::Size size, const ContourList& regions);
 /// @}

@@ -49,6 +49,15 @@ Contour WholeImageRegion(cv::Size size)
     return {{0, 0}, {right, 0}, {right, bottom}, {0, bottom}};
 }
 
+QPolygonF OutlinePolygon(const Contour& contour)
+{
+    QPolygonF polygon;
+    polygon.reserve(static_cast<int>(contour.size()));
+    for (const cv::Point& p : contour)
+        polygon.append(QPointF(p.x, p.y));
+    return polygon;
+}
+
 cv::Mat RegionMask(cv::Size size, const ContourList& regions)
 {
     cv::Mat mask = cv::Mat::zeros(size.height, size.width, CV_8UC1);
