@@ -58,4 +58,24 @@ TEST_F(ResultTables, WithNoObjectsTheTableIsItsHeaderAndMeanAndDeviationAreNan)
     }
 }
 
+TEST_F(ResultTables, StatisticsTakeThePopulationDeviation)
+{
+    // Blocks 2 pixels wide and 2..5 high: outlines of areas 1, 2, 3 and 4.
+    // Mean 2.5, deviation √((2.25 + 0.25 + 0.25 + 2.25) / 4) = √1.25 = 1.118
+    // (divided by n; n - 1 would give 1.291).
+    StartWith(testimages::Colour(40, 40, 50, 50, 50));
+    cv::Mat mask = testimages::Grey(40, 40);
+    for (int i = 0; i < 4; ++i)
+        mask(cv::Rect(5 + 6 * i, 10, 2, 2 + i)).setTo(255);
+    manager->SetBinaryImage(mask);
+    manager->CalculateData();
+    manager->ObjectDetectAndCalculateData();
+    ASSERT_EQ(manager->GetValidResults().size(), 4u);
+
+    const QList<QStringList> rows = Table(true);
+    ASSERT_EQ(rows.size(), 5);
+    EXPECT_EQ(rows[1], (QStringList{QString("Area_px") + QChar(0x00B2), "2.500", "1.118", "1.000",
+                                    "4.000", "3.000", "10.000", "4.000"}));
+}
+
 } // namespace

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -110,6 +111,38 @@ TEST(MeasureObjects, DeviationIsOneSided)
     ASSERT_EQ(o.results.size(), 1u);
     EXPECT_DOUBLE_EQ(o.results[0].meanGray, 150);
     EXPECT_NEAR(o.results[0].stdDev, 35.36, 0.005);
+}
+
+TEST(MeasureObjects, DeviationAtHalfMeansRoundsToEvenAndDropsTheDarkerSide)
+{
+    // Objects of vertical stripes, 10 pixels each, with means of exactly x.5.
+    // 255 · (float)(-m / 255) is exactly -m for both means, so every pixel's
+    // deviation g - m is an exact half, rounded to even and saturated at 0.
+    struct Case
+    {
+        std::vector<int> stripes;
+        double mean;
+        double stdDev;
+    };
+    const Case cases[] = {
+        // 92..97: -2.5 -1.5 -0.5 -> 0, 0.5 -> 0, 1.5 -> 2, 2.5 -> 2:
+        // √(10 · (4 + 4) / 60) = √(4/3).
+        {{92, 93, 94, 95, 96, 97}, 94.5, std::sqrt(4.0 / 3.0)},
+        // 178, 185, 181, 182: -3.5 -> 0, 3.5 -> 4, -0.5 -> 0, 0.5 -> 0:
+        // √(10 · 16 / 40) = 2.
+        {{178, 185, 181, 182}, 181.5, 2.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.mean);
+        const int width = static_cast<int>(c.stripes.size());
+        cv::Mat grey = testimages::Grey(20, 20, 7);
+        for (int i = 0; i < width; ++i)
+            grey(cv::Rect(5 + i, 5, 1, 10)).setTo(c.stripes[i]);
+        const Objects o = Measure(grey, Mask(20, 20, {{5, 5, width, 10}}));
+        ASSERT_EQ(o.results.size(), 1u);
+        EXPECT_DOUBLE_EQ(o.results[0].meanGray, c.mean);
+        EXPECT_DOUBLE_EQ(o.results[0].stdDev, c.stdDev);
+    }
 }
 
 TEST(MeasureObjects, DeviationTakesTheSinglePrecisionSum)

@@ -21,6 +21,32 @@ TEST(FrameFreeContours, FullImageTracesInsideTheFrame)
               Contour({{1, 1}, {1, 2}, {1, 3}, {2, 3}, {3, 3}, {3, 2}, {3, 1}, {2, 1}}));
 }
 
+TEST(FrameFreeContours, SquaresAwayFromTheFrameTraceFromTheirTopLeftCornerDownwards)
+{
+    // The outline runs through the boundary pixels' centres: down the left
+    // side, right along the bottom, up the right side, back along the top.
+    ContourList contours;
+    cv::Mat image = testimages::Grey(8, 8);
+    image(cv::Rect(2, 2, 3, 3)).setTo(255);
+    cv24::FindContours(image, contours, nullptr, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    ASSERT_EQ(contours.size(), 1u);
+    EXPECT_EQ(contours[0],
+              Contour({{2, 2}, {2, 3}, {2, 4}, {3, 4}, {4, 4}, {4, 3}, {4, 2}, {3, 2}}));
+
+    // 6 x 6 block at x, y = 2..7: five steps along each side, 20 points; the
+    // simple chain keeps only the four corners.
+    image = testimages::Grey(10, 10);
+    image(cv::Rect(2, 2, 6, 6)).setTo(255);
+    cv24::FindContours(image, contours, nullptr, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    ASSERT_EQ(contours.size(), 1u);
+    EXPECT_EQ(contours[0], Contour({{2, 2}, {2, 3}, {2, 4}, {2, 5}, {2, 6}, {2, 7}, {3, 7},
+                                    {4, 7}, {5, 7}, {6, 7}, {7, 7}, {7, 6}, {7, 5}, {7, 4},
+                                    {7, 3}, {7, 2}, {6, 2}, {5, 2}, {4, 2}, {3, 2}}));
+    cv24::FindContours(image, contours, nullptr, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+    ASSERT_EQ(contours.size(), 1u);
+    EXPECT_EQ(contours[0], Contour({{2, 2}, {2, 7}, {7, 7}, {7, 2}}));
+}
+
 TEST(FrameFreeContours, EmptyAndTinyImagesHaveNoContours)
 {
     ContourList contours{Contour{{1, 1}}};

@@ -80,6 +80,27 @@ TEST(HeuristicCircle, MatchesTheFourPointHeuristic)
     }
 }
 
+TEST(HeuristicCircle, SegmentOutlineGetsItsPairCircleGrownByThreePercent)
+{
+    // The outline of a thin object from (0,0) to (10,5) and back, and the same
+    // segment as two points: the ends are the farthest pair and every other
+    // point lies on the segment. Centre (5, 2.5); radius 1.03 · √(5² + 2.5²)
+    // = 1.03 · 5.5901699 = 5.7578750, where the exact circle has 5.5901699.
+    const Contour outlines[] = {
+        {{0, 0}, {2, 1}, {4, 2}, {6, 3}, {8, 4}, {10, 5}, {8, 4}, {6, 3}, {4, 2}, {2, 1}},
+        {{0, 0}, {10, 5}},
+    };
+    for (const Contour& outline : outlines) {
+        SCOPED_TRACE(outline.size());
+        cv::Point2f centre;
+        float radius = 0.f;
+        cv24::MinEnclosingCircle(outline, centre, radius);
+        EXPECT_FLOAT_EQ(centre.x, 5.f);
+        EXPECT_FLOAT_EQ(centre.y, 2.5f);
+        EXPECT_FLOAT_EQ(radius, 5.757875f);
+    }
+}
+
 TEST(SvdEllipse, BlobAxes)
 {
     const cv::RotatedRect e = cv24::FitEllipse(kBlob);

@@ -74,6 +74,13 @@ TEST(WatershedTest, LowerLevelsFloodFirstAndTiesGoToTheLowerLabel)
     seeds = Bytes(1, 7, {1, 0, 0, 0, 0, 0, 1});
     EXPECT_TRUE(SameImage(Flood(Bytes(1, 7, {0, 50, 50, 50, 10, 10, 0}), seeds),
                           Bytes(1, 7, {1, 1, 1, 2, 2, 2, 2})));
+    // Region 2 reaches level 50 first (at level 0 it labels (0, 4)); region 1
+    // only gets there from level 10. The turns at 50 still go in label order:
+    // region 1 drains (0, 2) and takes (0, 3), so region 2's (0, 4) finds it
+    // labelled.
+    seeds = Bytes(1, 6, {1, 0, 0, 0, 0, 1});
+    EXPECT_TRUE(SameImage(Flood(Bytes(1, 6, {0, 10, 50, 50, 50, 0}), seeds),
+                          Bytes(1, 6, {1, 1, 1, 1, 2, 2})));
 }
 
 TEST(WatershedTest, OnlyOnesSeedEightConnectedRegionsLabelledInRasterOrder)

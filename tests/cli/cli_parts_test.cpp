@@ -10,6 +10,8 @@
 #include "tablewriters.h"
 #include "workerpool.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <opencv2/core.hpp>
@@ -119,6 +121,35 @@ TEST(CliBatchPlan, PatternsAndClashes)
     OutputRequest summary;
     summary.summary = "b.tif"; // an output onto an input
     EXPECT_THROW(batchplan::Plan({"a.png", "b.tif"}, summary, {1, 1}), UsageError);
+}
+
+TEST(CliBatchPlan, ShardsDealTheSortedImagesInTurn)
+{
+    // Seven images written out of name order; the folder lists them sorted,
+    // and image k (from 0) goes to shard k mod 3 + 1.
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    for (const char* name : {"g.png", "c.png", "a.png", "e.png", "b.png", "f.png", "d.png"}) {
+        QFile file(dir.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+    QStringList problems;
+    const QStringList files = batchplan::ExpandInputs({dir.path()}, &problems);
+    EXPECT_TRUE(problems.isEmpty());
+    ASSERT_EQ(files.size(), 7);
+
+    auto shard = [&](int index, int count) {
+        QStringList picked;
+        for (const BatchItem& item : batchplan::Plan(files, OutputRequest(), {index, count}))
+            picked << QStringLiteral("%1:%2").arg(QFileInfo(item.file).fileName()).arg(item.index);
+        return picked.join(QLatin1Char(' ')).toStdString();
+    };
+    EXPECT_EQ(shard(1, 3), "a.png:1 d.png:4 g.png:7");
+    EXPECT_EQ(shard(2, 3), "b.png:2 e.png:5");
+    EXPECT_EQ(shard(3, 3), "c.png:3 f.png:6");
+    EXPECT_EQ(shard(1, 1), "a.png:1 b.png:2 c.png:3 d.png:4 e.png:5 f.png:6 g.png:7");
+    EXPECT_EQ(shard(7, 7), "g.png:7");
+    EXPECT_EQ(shard(8, 8), ""); // more shards than images: the last ones are empty
 }
 
 TEST(CliOutputs, NumbersSummaryAndProgressText)
