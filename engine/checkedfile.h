@@ -81,8 +81,8 @@ bool WriteStdout(const QByteArray& data, QString* error);
 /// each. Call once, at the end; fd 1 is left open on /dev/null afterwards.
 bool CloseStdout(QString* error);
 
-/// Removes temporary files ".<name>.autocount-XXXXXX" in @p folder whose
-/// last change is more than @p olderThanSeconds ago, left behind by a run
+/// Removes temporary files ".<name>.autocount-XXXXXX" in @p folder last
+/// modified more than @p olderThanSeconds ago, left behind by a run
 /// that was killed. Returns how many were removed, or -1 with the reason if
 /// the folder cannot be read.
 int RemoveStaleTemporaries(const QString& folder, qint64 olderThanSeconds, QString* error);

@@ -116,7 +116,7 @@ protected:
     {
         for (auto it = mounts_.rbegin(); it != mounts_.rend(); ++it)
             ::umount2(it->c_str(), MNT_DETACH);
-        ::chmod(folder_.c_str(), 0755);
+        ::chmod(In("readonly").c_str(), 0755);
         QDir(Q(folder_)).removeRecursively();
     }
 
@@ -413,6 +413,30 @@ TEST_F(CheckedFileTest, LargeFileRunningOutOfSpaceMidwayKeepsOldFile)
     EXPECT_NE(outcome.err.find(kNoSpace), std::string::npos) << outcome.err;
     EXPECT_EQ(ReadAll(target), old);
     EXPECT_TRUE(Temporaries(folder_).empty());
+}
+
+TEST_F(CheckedFileTest, ShortAndInterruptedWritesAreContinued)
+{
+    const std::string target = In("slow.csv");
+    const std::string data = Pattern(50000, 6);
+    auto env = FullDiskFor("slow.csv", 1 << 20);
+    env["ENOSPC_SHIM_SHORT"] = "777";
+    env["ENOSPC_SHIM_EINTR"] = "1";
+    Outcome outcome = Run({target}, data, env);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(ReadAll(target), data);
+    EXPECT_TRUE(Temporaries(folder_).empty());
+
+    const std::string rows = In("slow.jsonl");
+    env["ENOSPC_SHIM_PATTERN"] = "slow.jsonl";
+    outcome = Run({"--append", rows, "{}\n"}, data, env);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(ReadAll(rows), "{}\n" + data);
+
+    env["ENOSPC_SHIM_PATTERN"] = "helper-stdout";
+    outcome = Run({"-"}, data, env);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, data);
 }
 
 TEST_F(CheckedFileTest, FailedSyncKeepsOldFile)

@@ -8,6 +8,10 @@
  *   ENOSPC_SHIM_FSYNC    if set, fsync(2) and fdatasync(2) of those files fail too
  *   ENOSPC_SHIM_SIGNAL   if set to a signal number, the first write to such a
  *                        file raises that signal instead of failing
+ *   ENOSPC_SHIM_SHORT    if set to n, each write to those files moves at most n
+ *                        bytes (short writes, as on a pipe or a slow device)
+ *   ENOSPC_SHIM_EINTR    if set, every other write to those files fails with
+ *                        EINTR first, as when a signal arrives during it
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -53,12 +57,22 @@ static ssize_t allowance(int fd, size_t size)
     const char* signal_number = getenv("ENOSPC_SHIM_SIGNAL");
     if (signal_number != NULL && signal_number[0] != '\0')
         raise(atoi(signal_number));
+    const char* interrupt = getenv("ENOSPC_SHIM_EINTR");
+    static int interrupted;
+    if (interrupt != NULL && interrupt[0] != '\0' && (interrupted = !interrupted)) {
+        errno = EINTR;
+        return -1;
+    }
     const long long left = limit() - written_so_far;
     if (left <= 0) {
         errno = ENOSPC;
         return -1;
     }
-    return (size_t)left < size ? (ssize_t)left : (ssize_t)size;
+    size_t allowed = (size_t)left < size ? (size_t)left : size;
+    const char* shortest = getenv("ENOSPC_SHIM_SHORT");
+    if (shortest != NULL && atoll(shortest) > 0 && (size_t)atoll(shortest) < allowed)
+        allowed = (size_t)atoll(shortest);
+    return (ssize_t)allowed;
 }
 
 ssize_t write(int fd, const void* data, size_t size)
