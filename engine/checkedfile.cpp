@@ -23,6 +23,7 @@ namespace {
 
 constexpr const char kTemporaryMarker[] = ".autocount-";
 constexpr int kTemporarySuffixLength = 6;
+constexpr size_t kTemporaryNameMax = 200;
 
 // ---------------------------------------------------------------------------
 // Temporary files currently open, for a signal handler. Slots are claimed
@@ -311,7 +312,9 @@ public:
         const int folderErr = MakeFolders(folder);
         if (folderErr != 0)
             return Fail(error, folder, "cannot create the folder", folderErr);
-        const std::string prefix = folder + "/." + BaseName(target.path) + kTemporaryMarker;
+        // Long names are cut, so that the temporary name still fits NAME_MAX.
+        const std::string prefix =
+            folder + "/." + BaseName(target.path).substr(0, kTemporaryNameMax) + kTemporaryMarker;
         for (int attempt = 0; attempt < 100; ++attempt) {
             const std::string candidate = prefix + RandomSuffix();
             fd_ =
@@ -327,7 +330,7 @@ public:
         if (fd_ < 0)
             return Fail(error, target.path, "cannot create a temporary file beside it", EEXIST);
         // A replaced file keeps its permissions, as with any editor's save.
-        if (target.exists && ::fchmod(fd_, target.mode & 07777) != 0)
+        if (target.exists && ::fchmod(fd_, target.mode & 0777) != 0)
             return Fail(error, path_, "cannot set the permissions", errno);
         return true;
     }
@@ -563,7 +566,7 @@ bool CloseStdout(QString* error)
     const int syncErr = SyncFd(STDOUT_FILENO, true);
     const int closeErr = CloseFd(STDOUT_FILENO);
     // Keep fd 1 taken, so that no file opened later receives stray output.
-    const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const int null = ::open("/dev/null", O_WRONLY);
     if (null >= 0 && null != STDOUT_FILENO) {
         ::dup2(null, STDOUT_FILENO);
         ::close(null);

@@ -21,12 +21,13 @@ namespace checkedfile {
 ///
 /// A regular or missing target is replaced atomically: the data goes to a
 /// temporary file ".<name>.autocount-XXXXXX" in the target's folder (created
-/// with O_CREAT|O_EXCL and mode 0666 & ~umask, or the old file's permission
-/// bits when it is replaced), is written with every write(2) checked,
-/// fsync'ed and closed, renamed over the target, and the folder is fsync'ed.
-/// Missing parent folders are created. On an error before the rename the
-/// temporary file is removed and an existing target is left as it was; if
-/// only the final folder sync fails, the target already holds the new data.
+/// with O_CREAT|O_EXCL and mode 0666 & ~umask, or the old file's rwx
+/// permission bits when it is replaced; a name over 200 bytes is cut), is
+/// written with every write(2) checked, fsync'ed and closed, renamed over the
+/// target, and the folder is fsync'ed. Missing parent folders are created.
+/// On an error before the rename the temporary file is removed and an
+/// existing target is left as it was; if only the final folder sync fails,
+/// the target already holds the new data.
 ///
 /// A symbolic link is written through: the file it points to (resolved with
 /// realpath(3), or followed link by link when it dangles) is replaced or
@@ -35,7 +36,9 @@ namespace checkedfile {
 /// A character or block device, FIFO or socket, and any path under /dev/, is
 /// never replaced nor created: it is opened O_WRONLY|O_APPEND and written in
 /// place, every write checked (so /dev/null and /dev/stdout work, /dev/full
-/// fails). A directory is refused.
+/// fails); a FIFO waits for its reader, as with the shell's ">". Their fsync
+/// answering EINVAL, EROFS or ENOTSUP (nothing to sync) is no error. A
+/// directory is refused.
 bool Write(const QString& path, const QByteArray& data, QString* error);
 
 /// An output written piece by piece as a batch goes, such as a JSON-lines
@@ -77,7 +80,7 @@ private:
 bool WriteStdout(const QByteArray& data, QString* error);
 
 /// Ends the output on standard output: flushes C stdio's stdout, fsyncs
-/// fd 1 (EINVAL from pipes and terminals is ignored) and closes it, checking
+/// fd 1 (EINVAL from pipes and terminals, EROFS and ENOTSUP are ignored) and closes it, checking
 /// each. Call once, at the end; fd 1 is left open on /dev/null afterwards.
 bool CloseStdout(QString* error);
 

@@ -243,6 +243,15 @@ TEST_F(CheckedFileTest, ReplacesExistingFileByRenameKeepingPermissions)
     EXPECT_TRUE(Temporaries(folder_).empty());
 }
 
+TEST_F(CheckedFileTest, WritesFileWithLongestPossibleName)
+{
+    const std::string target = In(std::string(250, 'n') + ".csv");
+    QString error;
+    ASSERT_TRUE(checkedfile::Write(Q(target), "long", &error)) << error.toStdString();
+    EXPECT_EQ(ReadAll(target), "long");
+    EXPECT_TRUE(Temporaries(folder_).empty());
+}
+
 TEST_F(CheckedFileTest, WritesLargeFile)
 {
     const std::string target = In("large.bin");
