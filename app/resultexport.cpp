@@ -1,6 +1,6 @@
 #include "resultexport.h"
 
-#include "atomicfile.h"
+#include "checkedfile.h"
 #include "controllerresult.h"
 #include "picture.h"
 #include "report.h"
@@ -44,11 +44,8 @@ bool WriteReport(const AutoCountManager* manager, const QString& path, QString* 
     if (!FolderExists(path, error))
         return false;
     const countrun::CountResult result = countrun::FromController(*manager);
-    QString reason;
-    if (report::Write(path, result, Picture(result), &reason))
+    if (report::Write(path, result, Picture(result), error))
         return true;
-    if (error)
-        *error = Tr("%1: %2").arg(path, reason);
     return false;
 }
 
@@ -57,12 +54,12 @@ bool WriteAnnotatedImage(const AutoCountManager* manager, const QString& path, Q
     if (!FolderExists(path, error))
         return false;
     const QImage image = Picture(countrun::FromController(*manager));
-    QString reason = Tr("there is no image to save");
-    if (!image.isNull() && atomicfile::Write(path, picture::Png(image), &reason))
-        return true;
-    if (error)
-        *error = Tr("%1: %2").arg(path, reason);
-    return false;
+    if (image.isNull()) {
+        if (error)
+            *error = Tr("%1: there is no image to save").arg(path);
+        return false;
+    }
+    return checkedfile::Write(path, picture::Png(image), error);
 }
 
 } // namespace ResultExport

@@ -11,6 +11,16 @@
 
 namespace batchplan {
 
+bool IsStream(const QString& path)
+{
+    if (path == QLatin1String("-"))
+        return true;
+    const QFileInfo info(path);
+    if (info.absoluteFilePath().startsWith(QLatin1String("/dev/")))
+        return true;
+    return info.exists() && !info.isFile() && !info.isDir();
+}
+
 namespace {
 
 /// A path in a form that two spellings of the same file share.
@@ -81,7 +91,7 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
         {QStringLiteral("--annotated"), request.annotated},
         {QStringLiteral("--table"), request.table}};
     for (const auto& pattern : patterns)
-        if (several && !pattern.second.isEmpty() &&
+        if (several && !pattern.second.isEmpty() && !IsStream(pattern.second) &&
             !pattern.second.contains(QLatin1String("{stem}")) &&
             !pattern.second.contains(QLatin1String("{index}")))
             throw UsageError(pattern.first,
@@ -96,7 +106,8 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     // clash is found whichever shard runs.
     QHash<QString, QString> claimed;
     auto claim = [&](const QString& option, const QString& path, const QString& file) {
-        if (path.isEmpty())
+        // Streams take any number of writers, one after the other.
+        if (path.isEmpty() || IsStream(path))
             return;
         const QString id = Identity(path);
         if (inputs.contains(id))

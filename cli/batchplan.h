@@ -34,6 +34,11 @@ namespace batchplan {
 /// images is reported in @p problems as "FOLDER: no image files".
 QStringList ExpandInputs(const QStringList& arguments, QStringList* problems);
 
+/// True for outputs that are streams rather than files: "-" (standard
+/// output), a device, a pipe or a socket, anything under /dev. Several images
+/// may write to one stream.
+bool IsStream(const QString& path);
+
 /// Parses "I/N" (1 ≤ I ≤ N); throws UsageError naming --shard.
 QPair<int, int> ParseShard(const QString& text);
 

@@ -25,6 +25,11 @@ BatchRunner::BatchRunner(const CountSettings& settings, int jobs, bool keepObjec
 {
 }
 
+QString BatchRunner::NotCounted()
+{
+    return QStringLiteral("not counted: the run was interrupted");
+}
+
 QList<ImageResult> BatchRunner::Run(const QList<BatchItem>& items, const ResultHandler& handler)
 {
     if (isolate_)
@@ -41,25 +46,47 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
     std::condition_variable finished;
     std::atomic<int> next{0};
 
-    // Each job takes the next item as soon as it is free.
+    const auto stop = [this] { return stop_ && stop_(); };
+    countrun::Hooks hooks;
+    hooks.cancelled = stop;
+
+    auto countItem = [&](int i) {
+        if (!stop())
+            return job::Run(items[i].file, settings_, items[i].outputs, hooks);
+        ImageResult result;
+        result.file = items[i].file;
+        result.error = NotCounted();
+        return result;
+    };
+    QList<ImageResult> results;
+    auto handOn = [&](int i, ImageResult result) {
+        handler(i, result);
+        if (!keepObjects_)
+            result.objects.clear();
+        results << result;
+    };
+
+    // One job: each image is handed on as soon as it is counted.
+    const int jobs = std::min(jobs_, count);
+    if (jobs <= 1) {
+        for (int i = 0; i < count; ++i)
+            handOn(i, countItem(i));
+        return results;
+    }
+
+    // Several: each job takes the next item as soon as it is free, and this
+    // thread hands the results on in order while they count.
     auto work = [&] {
         for (int i = next++; i < count; i = next++) {
-            ImageResult result = job::Run(items[i].file, settings_, items[i].outputs);
+            ImageResult result = countItem(i);
             std::lock_guard<std::mutex> lock(mutex);
             done[i] = std::move(result);
             finished.notify_one();
         }
     };
     std::vector<std::thread> threads;
-    const int extra = std::min(jobs_, count) - 1;
-    for (int t = 0; t < extra; ++t)
+    for (int t = 0; t < jobs; ++t)
         threads.emplace_back(work);
-
-    // This thread counts too when it is the only job; otherwise it hands the
-    // results on in order while the others count.
-    QList<ImageResult> results;
-    if (extra <= 0)
-        work();
     for (int i = 0; i < count; ++i) {
         ImageResult result;
         {
@@ -68,10 +95,7 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
             result = std::move(*done[i]);
             done[i].reset();
         }
-        handler(i, result);
-        if (!keepObjects_)
-            result.objects.clear();
-        results << result;
+        handOn(i, std::move(result));
     }
     for (std::thread& thread : threads)
         thread.join();
@@ -100,5 +124,6 @@ QList<ImageResult> BatchRunner::RunInWorkers(const QList<BatchItem>& items,
                     {QStringLiteral("count"), QStringLiteral("--%1").arg(kWorkerOption),
                      QStringLiteral("--settings"), settingsFile.fileName()},
                     jobs_);
+    pool.SetStop(stop_, NotCounted());
     return pool.Run(items, handler, keepObjects_);
 }

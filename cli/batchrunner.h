@@ -12,6 +12,8 @@
 
 #include <QList>
 
+#include <QString>
+
 #include <functional>
 
 class BatchRunner
@@ -26,6 +28,13 @@ public:
     /// of images needs. @p isolate: count in worker processes.
     BatchRunner(const CountSettings& settings, int jobs, bool keepObjects = true,
                 bool isolate = false);
+
+    /// Asked before each image and between the steps of a count: true stops
+    /// the batch; the images not counted then come back with an error.
+    void SetStop(std::function<bool()> stop) { stop_ = std::move(stop); }
+
+    /// The error of an image that was not counted because the batch stopped.
+    static QString NotCounted();
 
     /// Counts @p items; returns the results in input order.
     QList<ImageResult> Run(const QList<BatchItem>& items, const ResultHandler& handler);
@@ -42,4 +51,5 @@ private:
     int jobs_;
     bool keepObjects_;
     bool isolate_;
+    std::function<bool()> stop_;
 };

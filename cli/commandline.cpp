@@ -308,11 +308,18 @@ CommandLine Parse(const QStringList& arguments)
     countsettings::Validate(s);
     c.settings = s;
 
-    c.outputs.report = Single(parser, "report");
-    c.outputs.annotated = Single(parser, "annotated");
-    c.outputs.table = Single(parser, "table");
-    c.outputs.summary = Single(parser, "summary");
-    c.outputs.saveSettings = Single(parser, "save-settings");
+    // An output option given with an empty path is a slip, not "no output".
+    auto outputPath = [&](const QString& name) {
+        const QString path = Single(parser, name);
+        if (parser.isSet(name) && path.trimmed().isEmpty())
+            throw UsageError("--" + name, QStringLiteral("empty path"));
+        return path;
+    };
+    c.outputs.report = outputPath("report");
+    c.outputs.annotated = outputPath("annotated");
+    c.outputs.table = outputPath("table");
+    c.outputs.summary = outputPath("summary");
+    c.outputs.saveSettings = outputPath("save-settings");
     c.json = parser.isSet(o.json);
     if (parser.isSet(o.jobs))
         c.jobs = Integer("--jobs", Single(parser, "jobs"), 1, 256);

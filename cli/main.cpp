@@ -4,19 +4,25 @@
 #include "batchplan.h"
 #include "batchrunner.h"
 #include "commandline.h"
+#include "interruption.h"
 #include "progressbar.h"
 #include "workerpool.h"
 
-#include "atomicfile.h"
 #include "catalogue.h"
+#include "checkedfile.h"
 #include "tablewriters.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 
@@ -65,14 +71,49 @@ QString SamplePath()
 bool WriteOrReport(const QString& path, const QByteArray& data)
 {
     QString error;
-    if (atomicfile::Write(path, data, &error))
+    if (checkedfile::Write(path, data, &error))
         return true;
-    PrintError(QStringLiteral("%1: %2").arg(path, error));
+    PrintError(error);
     return false;
+}
+
+/// Removes what a killed run left beside the outputs (temporary files) and
+/// in the temporary folder (the settings handed to worker processes).
+void RemoveDebris(const QList<BatchItem>& items, const OutputRequest& request)
+{
+    constexpr qint64 kStaleSeconds = 600;
+    QStringList folders;
+    auto folderOf = [&](const QString& path) {
+        if (!path.isEmpty() && path != QLatin1String("-"))
+            folders << QFileInfo(path).absolutePath();
+    };
+    for (const BatchItem& item : items)
+        for (const QString& path :
+             {item.outputs.report, item.outputs.annotated, item.outputs.table})
+            folderOf(path);
+    folderOf(request.summary);
+    folders.removeDuplicates();
+    for (const QString& folder : folders)
+        if (QFileInfo(folder).isDir())
+            checkedfile::RemoveStaleTemporaries(folder, kStaleSeconds, nullptr);
+    const QDir temporary(QDir::tempPath());
+    for (const QFileInfo& stale :
+         temporary.entryInfoList({QStringLiteral("autocount-??????.json")}, QDir::Files))
+        if (stale.lastModified().secsTo(QDateTime::currentDateTime()) > kStaleSeconds)
+            QFile::remove(stale.filePath());
 }
 
 int Run(CommandLine c)
 {
+    interruption::Install();
+    // More jobs than cores only adds memory: each holds a whole image.
+    const int cores = std::max(1, QThread::idealThreadCount());
+    if (c.jobs > cores) {
+        PrintError(QStringLiteral("--jobs %1 is more than the %2 cores here; counting %2 at a time")
+                       .arg(c.jobs)
+                       .arg(cores));
+        c.jobs = cores;
+    }
     if (!c.outputs.saveSettings.isEmpty()) {
         if (!WriteOrReport(c.outputs.saveSettings, outputs::SettingsFile(c.settings)))
             return 1;
@@ -101,34 +142,102 @@ int Run(CommandLine c)
     for (const QString& problem : problems)
         PrintError(problem);
     bool failed = !problems.isEmpty();
+    RemoveDebris(items, c.outputs);
 
-    // With --json the results own stdout; the lines go to stderr.
-    std::FILE* lines = c.json ? stderr : stdout;
+    // The summary is written as the batch goes, so that an interrupted or
+    // killed run keeps the rows of every finished image.
+    const QStringList typeNames = catalogue::EnabledTypeNames(c.settings);
+    checkedfile::AppendFile summary;
+    auto summaryFailed = [&](const QString& error) {
+        PrintError(error);
+        failed = true;
+    };
+    if (!c.outputs.summary.isEmpty()) {
+        QString error;
+        if (!summary.Open(c.outputs.summary, outputs::SummaryHeader(typeNames), &error))
+            summaryFailed(error);
+    }
+
+    // With --json the results own stdout; the lines go to stderr. A line that
+    // cannot go out is reported once, and the run still counts and writes
+    // its files.
     ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
+    QString stdoutError;
+    auto printResult = [&](const QString& line) {
+        if (c.json) {
+            progress.PrintLine(stderr, line);
+            return;
+        }
+        QString error;
+        if (!progress.PrintLine(stdout, line, &error) && stdoutError.isEmpty())
+            stdoutError = error;
+    };
+    int finished = 0;
     // The object tables are kept only for the JSON document.
     BatchRunner runner(c.settings, c.jobs, c.json, c.isolate);
+    runner.SetStop(interruption::Requested);
     const QList<ImageResult> results =
         runner.Run(items, [&](int position, const ImageResult& result) {
+            const bool notCounted = result.error == BatchRunner::NotCounted();
             if (result.ok())
-                progress.PrintLine(lines, imageresult::SummaryLine(result));
-            else
+                printResult(imageresult::SummaryLine(result));
+            else if (!notCounted)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+            if (summary.isOpen() && !notCounted) {
+                QString error;
+                if (!summary.Append(outputs::SummaryRow(result, typeNames), &error)) {
+                    summaryFailed(error);
+                    summary.Close(nullptr);
+                }
+            }
+            if (!notCounted)
+                ++finished;
             progress.Update(position + 1);
         });
     progress.Finish();
 
+    const bool interrupted = interruption::Requested();
     for (const ImageResult& result : results)
         failed = failed || !result.complete();
-    if (!c.outputs.summary.isEmpty()) {
-        const QStringList names = catalogue::EnabledTypeNames(c.settings);
-        failed = !WriteOrReport(c.outputs.summary, outputs::SummaryCsv(results, names)) || failed;
+    if (summary.isOpen()) {
+        QString error;
+        const QByteArray end = interrupted
+                                   ? QStringLiteral("# incomplete: %1 after %2 of %3 images\n")
+                                         .arg(QLatin1String(interruption::SignalName()))
+                                         .arg(finished)
+                                         .arg(items.size())
+                                         .toUtf8()
+                                   : QByteArray();
+        if ((!end.isEmpty() && !summary.Append(end, &error)) || !summary.Close(&error))
+            summaryFailed(error);
     }
     if (c.json) {
-        const QByteArray json = outputs::JsonDocument(results, c.settings);
-        std::fwrite(json.constData(), 1, json.size(), stdout);
+        QByteArray json = outputs::JsonDocument(results, c.settings);
+        if (interrupted) {
+            QJsonObject document = QJsonDocument::fromJson(json).object();
+            document.insert("incomplete", true);
+            json = QJsonDocument(document).toJson(QJsonDocument::Indented);
+        }
+        QString error;
+        if (!checkedfile::WriteStdout(json, &error) && stdoutError.isEmpty())
+            stdoutError = error;
+    }
+    QString error;
+    if (!checkedfile::CloseStdout(&error) && stdoutError.isEmpty())
+        stdoutError = error;
+    if (!stdoutError.isEmpty() && interruption::Signal() != SIGPIPE) {
+        PrintError(stdoutError);
+        failed = true;
+    }
+    if (interrupted) {
+        PrintError(QStringLiteral("interrupted by %1: %2 of %3 images counted")
+                       .arg(QLatin1String(interruption::SignalName()))
+                       .arg(finished)
+                       .arg(items.size()));
+        return interruption::ExitStatus();
     }
     return failed ? 1 : 0;
 }

@@ -1,5 +1,7 @@
 #include "progressbar.h"
 
+#include "checkedfile.h"
+
 #include <unistd.h>
 
 namespace {
@@ -59,15 +61,21 @@ void ProgressBar::Update(int done)
         Draw();
 }
 
-void ProgressBar::PrintLine(std::FILE* stream, const QString& line)
+bool ProgressBar::PrintLine(std::FILE* stream, const QString& line, QString* error)
 {
     if (enabled_ && shown_)
         Clear();
-    std::fputs(line.toLocal8Bit().constData(), stream);
-    std::fputc('\n', stream);
-    std::fflush(stream);
+    bool ok = true;
+    const QByteArray text = line.toLocal8Bit() + '\n';
+    if (stream == stdout) {
+        ok = checkedfile::WriteStdout(text, error);
+    } else {
+        std::fputs(text.constData(), stream);
+        std::fflush(stream);
+    }
     if (enabled_)
         Draw();
+    return ok;
 }
 
 void ProgressBar::Finish()

@@ -20,8 +20,10 @@ public:
 
     /// Redraws the bar with @p done images finished.
     void Update(int done);
-    /// Prints @p line on @p stream, keeping the bar below it.
-    void PrintLine(std::FILE* stream, const QString& line);
+    /// Prints @p line on @p stream, keeping the bar below it. Lines for
+    /// standard output are written with every write(2) checked: false with
+    /// the reason in @p error when one fails.
+    bool PrintLine(std::FILE* stream, const QString& line, QString* error = nullptr);
     /// Removes the bar.
     void Finish();
 

@@ -8,7 +8,6 @@
 #include <QProcess>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,10 +57,6 @@ int ServeWorkerRequests(const CountSettings& settings, std::FILE* in, std::FILE*
             BatchItem item;
             ImageResult result;
             if (workerprotocol::ParseRequest(QByteArray::fromStdString(line), item)) {
-                // Fault injection for the tests: a worker that dies on one image.
-                if (!qEnvironmentVariableIsEmpty("AUTOCOUNT_TEST_CRASH_ON") &&
-                    item.file.endsWith(qEnvironmentVariable("AUTOCOUNT_TEST_CRASH_ON")))
-                    std::abort();
                 result = job::Run(item.file, settings, item.outputs);
             } else {
                 result.file = QString::fromStdString(line);
@@ -128,9 +123,16 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
     };
     std::function<void(Worker&)> feed;
     std::function<void(Worker&)> start;
+    const auto stopped = [&] {
+        if (!stop_ || !stop_())
+            return false;
+        for (; next < items.size(); ++next)
+            done[next] = std::make_unique<ImageResult>(Failed(items[next], notCounted_));
+        return true;
+    };
     feed = [&](Worker& w) {
         w.position = -1;
-        if (next >= items.size()) {
+        if (stopped() || next >= items.size()) {
             // Nothing left: the end of its input lets the worker exit.
             w.state = State::Closing;
             w.process->closeWriteChannel();
@@ -179,7 +181,7 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
                                         ? QStringLiteral("crashed")
                                         : QStringLiteral("exit code %1").arg(raw->exitCode())));
                 w->process.release()->deleteLater();
-                if (next < items.size())
+                if (!stopped() && next < items.size())
                     start(*w);
                 deliver();
             });

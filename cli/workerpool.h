@@ -69,6 +69,14 @@ public:
     QList<ImageResult> Run(const QList<BatchItem>& items, const ResultHandler& handler,
                            bool keepObjects);
 
+    /// Asked before each item is handed out: true stops the batch, and the
+    /// items not handed out come back with @p notCounted as their error.
+    void SetStop(std::function<bool()> stop, const QString& notCounted)
+    {
+        stop_ = std::move(stop);
+        notCounted_ = notCounted;
+    }
+
     /// The states of the workers after the last Run, for tests.
     QList<State> States() const { return states_; }
 
@@ -77,4 +85,6 @@ private:
     QStringList arguments_;
     int workers_;
     QList<State> states_;
+    std::function<bool()> stop_;
+    QString notCounted_;
 };

@@ -336,6 +336,47 @@ public:
     }
 
     int fd() const { return fd_; }
+    const std::string& path() const { return path_; }
+
+    /// Closes the descriptor, so that another writer can create the file by
+    /// name; the temporary stays registered until committed or discarded.
+    bool Seal(QString* error)
+    {
+        const int err = CloseFd(fd_);
+        fd_ = -1;
+        if (err != 0)
+            return Fail(error, path_, "cannot close", err);
+        return true;
+    }
+
+    /// Syncs the file that another writer made under the temporary name and
+    /// renames it over @p target; an empty or missing file is an error.
+    bool CommitByName(const std::string& target, const QString& what, QString* error)
+    {
+        int fd = -1;
+        do {
+            fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+        } while (fd < 0 && errno == EINTR);
+        if (fd < 0)
+            return FailText(error, target, QStringLiteral("%1 was not written").arg(what));
+        struct stat info;
+        if (::fstat(fd, &info) != 0 || info.st_size == 0) {
+            ::close(fd);
+            return FailText(error, target, QStringLiteral("%1 was not written").arg(what));
+        }
+        const int syncErr = SyncFd(fd, false);
+        const int closeErr = CloseFd(fd);
+        if (syncErr != 0)
+            return Fail(error, target, "cannot sync", syncErr);
+        if (closeErr != 0)
+            return Fail(error, target, "cannot close", closeErr);
+        if (::rename(path_.c_str(), target.c_str()) != 0)
+            return Fail(error, target, "cannot replace", errno);
+        UnregisterTemporary(slot_);
+        slot_ = -1;
+        path_.clear();
+        return true;
+    }
 
     /// fsync, close and rename over @p target; the temporary is gone after.
     bool Commit(const std::string& target, QString* error)
@@ -450,6 +491,28 @@ bool Write(const QString& path, const QByteArray& data, QString* error)
     if (err != 0)
         return Fail(error, target.path, "cannot write", err);
     if (!temporary.Commit(target.path, error))
+        return false;
+    const std::string folder = DirName(target.path);
+    const int folderErr = SyncFolder(folder);
+    if (folderErr != 0)
+        return Fail(error, folder, "cannot sync the folder", folderErr);
+    return true;
+}
+
+bool Place(const QString& path, const QString& what,
+           const std::function<void(const QString& temporary)>& make, QString* error)
+{
+    Target target;
+    if (!ResolveTarget(QFile::encodeName(path).toStdString(), &target, error))
+        return false;
+    if (target.inPlace)
+        return FailText(error, target.path,
+                        QStringLiteral("%1 needs a regular file, not a device or pipe").arg(what));
+    Temporary temporary;
+    if (!temporary.Create(target, error) || !temporary.Seal(error))
+        return false;
+    make(Native(temporary.path()));
+    if (!temporary.CommitByName(target.path, what, error))
         return false;
     const std::string folder = DirName(target.path);
     const int folderErr = SyncFolder(folder);

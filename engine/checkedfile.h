@@ -14,6 +14,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 namespace checkedfile {
 
 /// Writes @p data to @p path and returns true, or returns false with the
@@ -40,6 +42,17 @@ namespace checkedfile {
 /// answering EINVAL, EROFS or ENOTSUP (nothing to sync) is no error. A
 /// directory is refused.
 bool Write(const QString& path, const QByteArray& data, QString* error);
+
+/**
+ * @brief Puts a file that another library writes by name into place at
+ * @p path, as Write() does for bytes: @p make is called with a registered
+ * temporary name beside the target and must create that file; it is then
+ * synced and renamed over @p path, and the folder synced. A file that was not
+ * made (missing or empty) is an error naming @p what ("the report"); so is a
+ * device or pipe as target.
+ */
+bool Place(const QString& path, const QString& what,
+           const std::function<void(const QString& temporary)>& make, QString* error);
 
 /// An output written piece by piece as a batch goes, such as a JSON-lines
 /// file or a batch table. Open() creates the file atomically with its header

@@ -1,6 +1,6 @@
 #include "imageoutputs.h"
 
-#include "atomicfile.h"
+#include "checkedfile.h"
 #include "picture.h"
 #include "report.h"
 #include "tablewriters.h"
@@ -13,21 +13,27 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
            const countrun::CountResult& counted, ImageResult& result)
 {
     QStringList settingsFiles;
+    // The writers' reasons name the file already.
     auto written = [&](const QString& path, bool ok, const QString& error) {
         if (ok)
             result.outputs << path;
         else
-            result.outputErrors << QStringLiteral("%1: %2").arg(path, error);
+            result.outputErrors << (error.startsWith(path)
+                                        ? error
+                                        : QStringLiteral("%1: %2").arg(path, error));
         return ok;
     };
     auto writeSettingsBeside = [&](const QString& path) {
+        // Nothing goes beside a device, a pipe or standard output.
+        if (!outputs::TakesSettingsBeside(path))
+            return;
         const QString sidecar = outputs::SettingsPathBeside(path);
         if (settingsFiles.contains(sidecar))
             return;
         settingsFiles << sidecar;
         QString error;
         written(sidecar,
-                atomicfile::Write(sidecar, outputs::SettingsFile(settings, result.file), &error),
+                checkedfile::Write(sidecar, outputs::SettingsFile(settings, result.file), &error),
                 error);
     };
 
@@ -48,13 +54,13 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
     if (!outputs.annotated.isEmpty()) {
         QString error = pictureError;
         const bool ok =
-            error.isEmpty() && atomicfile::Write(outputs.annotated, picture::Png(image), &error);
+            error.isEmpty() && checkedfile::Write(outputs.annotated, picture::Png(image), &error);
         written(outputs.annotated, ok, error);
     }
     if (!outputs.table.isEmpty()) {
         QString error;
         if (written(outputs.table,
-                    atomicfile::Write(outputs.table, outputs::TableCsv(result), &error), error))
+                    checkedfile::Write(outputs.table, outputs::TableCsv(result), &error), error))
             writeSettingsBeside(outputs.table);
     }
 }

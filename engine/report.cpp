@@ -1,6 +1,6 @@
 #include "report.h"
 
-#include "atomicfile.h"
+#include "checkedfile.h"
 
 #include "autocount/reportworkbook.h"
 
@@ -15,7 +15,7 @@ bool Write(const QString& path, const countrun::CountResult& result, const QImag
     QList<QStringList> statistics;
     countcore::AppendStatisticsTable(statistics, result.typeNames, result.core.validRecords,
                                      result.core.types, result.scale);
-    return atomicfile::Place(
+    return checkedfile::Place(
         path, QStringLiteral("the report"),
         [&](const QString& temporary) {
             WriteReportWorkbook(temporary, picture, objects, statistics);

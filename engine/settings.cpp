@@ -1,6 +1,7 @@
 #include "settings.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSet>
@@ -203,6 +204,14 @@ void Validate(const CountSettings& s)
                          QStringLiteral("rectangles and polygons cannot be combined"));
     if (!(s.scale > 0) || !std::isfinite(s.scale))
         throw UsageError(QStringLiteral("--scale"), QStringLiteral("must be a positive number"));
+    // Beyond these, areas overflow to infinity or vanish to zero, and every
+    // object would be filtered away without a word.
+    if (s.scale < kMinimumScale || s.scale > kMaximumScale)
+        throw UsageError(QStringLiteral("--scale"),
+                         QStringLiteral("%1 units per pixel lies outside %2 to %3")
+                             .arg(s.scale)
+                             .arg(kMinimumScale)
+                             .arg(kMaximumScale));
     for (const FilterSetting& f : s.filters) {
         if (f.min && f.max && *f.min > *f.max)
             throw UsageError(QStringLiteral("--filter"),
@@ -326,6 +335,17 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
 
 CountSettings Load(const QString& path, const CountSettings& base, const QString& option)
 {
+    // A settings file is small; a device, a pipe or a huge file is refused
+    // before anything is read from it.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        throw UsageError(option, QStringLiteral("%1: not a regular file").arg(path));
+    if (info.size() > kMaximumSettingsBytes)
+        throw UsageError(option, QStringLiteral("%1: %2 bytes is too large for a settings file "
+                                                "(at most %3)")
+                                     .arg(path)
+                                     .arg(info.size())
+                                     .arg(kMaximumSettingsBytes));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw UsageError(option, QStringLiteral("%1: %2").arg(path, file.errorString()));

@@ -101,6 +101,12 @@ struct CountSettings
 
 namespace countsettings {
 
+/// The calibrations accepted, in units per pixel.
+constexpr double kMinimumScale = 1e-12;
+constexpr double kMaximumScale = 1e12;
+/// The largest settings file read.
+constexpr qint64 kMaximumSettingsBytes = 1 << 20;
+
 /// The words of each choice, as options and settings files spell them, in
 /// the order of its enum.
 extern const QStringList kModes;      ///< dark, bright, manual

@@ -52,7 +52,7 @@ QByteArray TableCsv(const ImageResult& result)
     return csv;
 }
 
-QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& typeNames)
+QByteArray SummaryHeader(const QStringList& typeNames)
 {
     static const char* const kStatistics[] = {
         "mean", "standard deviation", "minimum", "maximum", "range", "sum"};
@@ -61,35 +61,43 @@ QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& type
         for (const char* statistic : kStatistics)
             header << QStringLiteral("%1 %2").arg(name, QLatin1String(statistic));
     header << QStringLiteral("error");
-    QByteArray csv = CsvLine(header);
-    for (const ImageResult& r : results) {
-        QStringList fields = {r.file};
-        if (!r.ok()) {
+    return CsvLine(header);
+}
+
+QByteArray SummaryRow(const ImageResult& r, const QStringList& typeNames)
+{
+    QStringList fields = {r.file};
+    if (!r.ok()) {
+        fields << QString();
+        for (int i = 0; i < typeNames.size() * 6; ++i)
             fields << QString();
-            for (int i = 0; i < typeNames.size() * 6; ++i)
+        fields << r.error;
+        return CsvLine(fields);
+    }
+    fields << QString::number(r.count);
+    for (const QString& name : typeNames) {
+        const TypeStatistics* found = nullptr;
+        for (const TypeStatistics& s : r.statistics)
+            if (s.name == name)
+                found = &s;
+        if (!found) {
+            for (int i = 0; i < 6; ++i)
                 fields << QString();
-            fields << r.error;
-            csv += CsvLine(fields);
             continue;
         }
-        fields << QString::number(r.count);
-        for (const QString& name : typeNames) {
-            const TypeStatistics* found = nullptr;
-            for (const TypeStatistics& s : r.statistics)
-                if (s.name == name)
-                    found = &s;
-            if (!found) {
-                for (int i = 0; i < 6; ++i)
-                    fields << QString();
-                continue;
-            }
-            fields << OptionalNumber(found->mean) << OptionalNumber(found->standardDeviation)
-                   << Number(found->minimum) << Number(found->maximum) << Number(found->range)
-                   << Number(found->sum);
-        }
-        fields << r.outputErrors.join(QStringLiteral("; "));
-        csv += CsvLine(fields);
+        fields << OptionalNumber(found->mean) << OptionalNumber(found->standardDeviation)
+               << Number(found->minimum) << Number(found->maximum) << Number(found->range)
+               << Number(found->sum);
     }
+    fields << r.outputErrors.join(QStringLiteral("; "));
+    return CsvLine(fields);
+}
+
+QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& typeNames)
+{
+    QByteArray csv = SummaryHeader(typeNames);
+    for (const ImageResult& r : results)
+        csv += SummaryRow(r, typeNames);
     return csv;
 }
 
@@ -98,6 +106,18 @@ QString SettingsPathBeside(const QString& path)
     const QFileInfo info(path);
     const QString base = info.suffix().isEmpty() ? info.fileName() : info.completeBaseName();
     return info.dir().filePath(base + QStringLiteral(".settings.json"));
+}
+
+bool TakesSettingsBeside(const QString& path)
+{
+    if (path == QLatin1String("-"))
+        return false;
+    const QFileInfo info(path);
+    const QString absolute = info.absoluteFilePath();
+    const QString resolved = info.exists() ? info.canonicalFilePath() : absolute;
+    if (absolute.startsWith(QLatin1String("/dev/")) || resolved.startsWith(QLatin1String("/dev/")))
+        return false;
+    return !info.exists() || info.isFile();
 }
 
 QByteArray SettingsFile(const CountSettings& settings, const QString& image)

@@ -2,106 +2,14 @@
 // known by construction: it is started as a user starts it and judged by its
 // exit status, its lines and the files it leaves.
 
-#include "syntheticcells.h"
+#include "clirun.h"
 
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-
-#include <gtest/gtest.h>
-
-namespace {
-
-struct Outcome
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-/// Discs only: separate when pairs is 0.
-syntheticcells::Layout Discs(int singles, int pairs, std::uint64_t seed, int radius = 16)
-{
-    syntheticcells::LayoutParams p;
-    p.singles = singles;
-    p.pairs = pairs;
-    p.minRadius = radius;
-    p.maxRadius = radius + 4;
-    p.roundOnly = true;
-    p.seed = seed;
-    return syntheticcells::MakeLayout(p);
-}
-
-QJsonArray ImagesOf(const QString& json)
-{
-    return QJsonDocument::fromJson(json.toUtf8()).object().value("images").toArray();
-}
-
-class CliEndToEnd : public ::testing::Test
-{
-protected:
-    void SetUp() override { ASSERT_TRUE(dir.isValid()); }
-
-    QString Path(const QString& name) const { return dir.filePath(name); }
-
-    QString Write(const QString& name, const cv::Mat& image)
-    {
-        const QString path = Path(name);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        EXPECT_TRUE(cv::imwrite(path.toStdString(), image));
-        return path;
-    }
-
-    Outcome Run(const QStringList& arguments, const QStringList& environment = {})
-    {
-        QProcess process;
-        process.setWorkingDirectory(dir.path());
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        for (const QString& entry : environment)
-            env.insert(entry.section('=', 0, 0), entry.section('=', 1));
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(AUTOCOUNT_PROGRAM), QStringList{"count"} + arguments);
-        Outcome o;
-        if (!process.waitForFinished(240000))
-            return o;
-        o.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-        o.out = QString::fromUtf8(process.readAllStandardOutput());
-        o.err = QString::fromUtf8(process.readAllStandardError());
-        return o;
-    }
-
-    /// The --json results of a run that must succeed.
-    QJsonArray Images(const QStringList& arguments)
-    {
-        const Outcome o = Run(QStringList{"--json"} + arguments);
-        EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
-        return ImagesOf(o.out);
-    }
-
-    int Count(const QStringList& arguments)
-    {
-        const QJsonArray images = Images(arguments);
-        return images.size() == 1 ? images[0].toObject().value("count").toInt(-1) : -1;
-    }
-
-    QByteArray Read(const QString& name) const
-    {
-        QFile file(Path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-    QTemporaryDir dir;
-};
-
-} // namespace
 
 TEST_F(CliEndToEnd, DiscsAreCountedOneByOneAndPairsOnlyWhenCut)
 {
@@ -234,8 +142,9 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
 
     // With isolation, a worker process that dies costs only the image it was
     // counting.
-    const Outcome crashed = Run({"--isolate", "--jobs", "2", "mixed/a.png", "mixed/d.png"},
-                                {"AUTOCOUNT_TEST_CRASH_ON=d.png"});
+    const Outcome crashed =
+        Run({"--isolate", "--jobs", "2", "mixed/a.png", "mixed/d.png"},
+            {"LD_PRELOAD=" AUTOCOUNT_CRASH_SHIM, "CRASH_SHIM_PATTERN=mixed/d.png"});
     EXPECT_EQ(crashed.exitCode, 1);
     EXPECT_EQ(crashed.out.trimmed().split('\n').size(), 1) << crashed.out.toStdString();
     EXPECT_TRUE(crashed.out.contains("a.png: 12 objects"));
@@ -274,7 +183,7 @@ TEST_F(CliEndToEnd, OutputsAppearWholeOrNotAtAll)
     old.write("old\n");
     old.close();
     const Outcome o = Run({"--table", "table.csv", "--summary", "summary.csv", image},
-                          {"AUTOCOUNT_TEST_FAIL_WRITE=table.csv"});
+                          {"LD_PRELOAD=" AUTOCOUNT_ENOSPC_SHIM, "ENOSPC_SHIM_PATTERN=table.csv"});
     EXPECT_EQ(o.exitCode, 1);
     EXPECT_TRUE(o.err.contains("table.csv")) << o.err.toStdString();
     EXPECT_TRUE(o.out.contains(": 8 objects")); // the count itself still comes out
@@ -282,7 +191,9 @@ TEST_F(CliEndToEnd, OutputsAppearWholeOrNotAtAll)
     // Nothing half-written remains, and no settings record without its table.
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
               (QStringList{"summary.csv", "table.csv", "x.png"}));
-    EXPECT_EQ(Run({"--summary", "s2.csv", image}, {"AUTOCOUNT_TEST_FAIL_WRITE=s2.csv"}).exitCode,
+    EXPECT_EQ(Run({"--summary", "s2.csv", image},
+                  {"LD_PRELOAD=" AUTOCOUNT_ENOSPC_SHIM, "ENOSPC_SHIM_PATTERN=s2.csv"})
+                  .exitCode,
               1);
     EXPECT_FALSE(QFile::exists(Path("s2.csv")));
 }

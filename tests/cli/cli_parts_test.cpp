@@ -1,8 +1,8 @@
 // The command-line tool's parts on their own: options and settings files,
 // batch planning, number output and progress.
 
-#include "atomicfile.h"
 #include "batchplan.h"
+#include "checkedfile.h"
 #include "commandline.h"
 #include "imageresult.h"
 #include "progressbar.h"
@@ -91,7 +91,7 @@ TEST(CliSettings, FileRoundTripPrecedenceAndRefusals)
     s.scale = 0.25;
     s.unit = "mm";
     QString error;
-    ASSERT_TRUE(atomicfile::Write(path, outputs::SettingsFile(s, "img.png"), &error));
+    ASSERT_TRUE(checkedfile::Write(path, outputs::SettingsFile(s, "img.png"), &error));
     EXPECT_EQ(Parse({"--settings", path}).settings, s);
     // Options given with the file win; a region option replaces the file's regions.
     const CountSettings mixed =
@@ -103,7 +103,7 @@ TEST(CliSettings, FileRoundTripPrecedenceAndRefusals)
 
     for (const QByteArray text : {"{\"mdoe\": \"dark\"}", "{\"low\": \"ten\"}",
                                   "{\"cut\": \"sideways\"}", "[1, 2]", "{\"mode\": "}) {
-        ASSERT_TRUE(atomicfile::Write(path, text, &error));
+        ASSERT_TRUE(checkedfile::Write(path, text, &error));
         EXPECT_TRUE(RefusedOption({"--settings", path}).startsWith("--settings")) << text.data();
     }
 }

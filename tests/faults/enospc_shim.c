@@ -7,7 +7,9 @@
  *                        the write that crosses the limit is cut short
  *   ENOSPC_SHIM_FSYNC    if set, fsync(2) and fdatasync(2) of those files fail too
  *   ENOSPC_SHIM_SIGNAL   if set to a signal number, the first write to such a
- *                        file raises that signal instead of failing
+ *                        file, or the first fsync(2) of one (a file that a
+ *                        library writes through stdio is caught when it is
+ *                        synced), raises that signal, once per process
  *   ENOSPC_SHIM_SHORT    if set to n, each write to those files moves at most n
  *                        bytes (short writes, as on a pipe or a slow device)
  *   ENOSPC_SHIM_EINTR    if set, every other write to those files fails with
@@ -43,6 +45,17 @@ static int matches(int fd)
     return strstr(path, pattern) != NULL;
 }
 
+/* Raises ENOSPC_SHIM_SIGNAL, the first time only. */
+static void raise_once(void)
+{
+    static int raised;
+    const char* signal_number = getenv("ENOSPC_SHIM_SIGNAL");
+    if (raised || signal_number == NULL || signal_number[0] == '\0')
+        return;
+    raised = 1;
+    raise(atoi(signal_number));
+}
+
 static long long limit(void)
 {
     const char* after = getenv("ENOSPC_SHIM_AFTER");
@@ -54,9 +67,7 @@ static ssize_t allowance(int fd, size_t size)
 {
     if (!matches(fd))
         return (ssize_t)size;
-    const char* signal_number = getenv("ENOSPC_SHIM_SIGNAL");
-    if (signal_number != NULL && signal_number[0] != '\0')
-        raise(atoi(signal_number));
+    raise_once();
     const char* interrupt = getenv("ENOSPC_SHIM_EINTR");
     static int interrupted;
     if (interrupt != NULL && interrupt[0] != '\0' && (interrupted = !interrupted)) {
@@ -108,6 +119,8 @@ ssize_t writev(int fd, const struct iovec* vectors, int count)
 
 static int fail_sync(int fd)
 {
+    if (matches(fd))
+        raise_once();
     const char* sync = getenv("ENOSPC_SHIM_FSYNC");
     return sync != NULL && sync[0] != '\0' && matches(fd);
 }
