@@ -54,9 +54,22 @@ countcore::Request MakeRequest(const CountSettings& s)
 CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks)
 {
     CountResult result;
-    result.image = image;
     result.scale = settings.scale;
     result.unit = settings.unit;
+    // The module's functions trust their callers with sizes and types; no
+    // image or setting reaches them unchecked.
+    if (image.empty() || image.type() != CV_8UC3) {
+        result.error = image.empty() ? QStringLiteral("empty image")
+                                     : QStringLiteral("not an 8-bit three-channel image");
+        return result;
+    }
+    try {
+        countsettings::Validate(settings);
+    } catch (const UsageError& error) {
+        result.error = QStringLiteral("%1: %2").arg(error.option(), error.message());
+        return result;
+    }
+    result.image = image;
     const countcore::Request request = MakeRequest(settings);
     result.regions = request.regions;
 

@@ -36,6 +36,7 @@ struct CountResult
     double scale = 1.0;     ///< units per pixel
     QString unit;           ///< length unit of the calibration
     QStringList typeNames;  ///< display names of core.types, with units
+    QString error;          ///< why the image could not be counted; empty on success
 
     int Count() const { return static_cast<int>(core.validRecords.size()); }
 };
@@ -47,7 +48,10 @@ countcore::Request MakeRequest(const CountSettings& settings);
  * @brief Counts @p image, which must be 8-bit BGR (see imageinput), as
  * @p settings say.
  *
- * A cancelled count comes back with core.cancelled set and no objects.
+ * Everything is checked before the module sees it: an image of another
+ * type, or settings that do not validate, come back with the reason in
+ * error and no objects. A cancelled count comes back with core.cancelled
+ * set and no objects.
  */
 CountResult Count(const cv::Mat& image, const CountSettings& settings,
                   const Hooks& hooks = Hooks());

@@ -15,6 +15,12 @@ ImageResult Run(const QString& file, const CountSettings& settings, const ImageO
         return failed;
     }
     const countrun::CountResult counted = countrun::Count(input.image, settings, hooks);
+    if (!counted.error.isEmpty()) {
+        ImageResult failed;
+        failed.file = file;
+        failed.error = counted.error;
+        return failed;
+    }
     if (counted.core.cancelled) {
         ImageResult stopped;
         stopped.file = file;

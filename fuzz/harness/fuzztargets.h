@@ -75,5 +75,6 @@ void FuzzAlgRemoveBorder(FuzzInput& in);
 void FuzzCliImageFile(FuzzInput& in);
 void FuzzCliCommandLine(FuzzInput& in);
 void FuzzCliSettingsFile(FuzzInput& in);
+void FuzzEngineCount(FuzzInput& in);
 
 } // namespace fuzzing

@@ -39,6 +39,7 @@ const std::vector<Target>& Targets()
         FUZZ_TARGET(CliImageFile),
         FUZZ_TARGET(CliCommandLine),
         FUZZ_TARGET(CliSettingsFile),
+        FUZZ_TARGET(EngineCount),
     };
     return targets;
 }
