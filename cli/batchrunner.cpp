@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -23,6 +24,11 @@ const char* const BatchRunner::kWorkerOption = "worker";
 BatchRunner::BatchRunner(const CountSettings& settings, int jobs, bool keepObjects, bool isolate)
     : settings_(settings), jobs_(jobs < 1 ? 1 : jobs), keepObjects_(keepObjects), isolate_(isolate)
 {
+}
+
+QString BatchRunner::TooLong(int seconds)
+{
+    return QStringLiteral("stopped: took longer than %1 s (--time-limit)").arg(seconds);
 }
 
 QString BatchRunner::NotCounted()
@@ -47,15 +53,26 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
     std::atomic<int> next{0};
 
     const auto stop = [this] { return stop_ && stop_(); };
-    countrun::Hooks hooks;
-    hooks.cancelled = stop;
-
     auto countItem = [&](int i) {
-        if (!stop())
-            return job::Run(items[i].file, settings_, items[i].outputs, hooks);
         ImageResult result;
-        result.file = items[i].file;
-        result.error = NotCounted();
+        if (stop()) {
+            result.file = items[i].file;
+            result.error = NotCounted();
+            return result;
+        }
+        // The time limit is kept at the steps of the count: a step under way
+        // finishes, the next one does not start.
+        const auto start = std::chrono::steady_clock::now();
+        bool late = false;
+        countrun::Hooks hooks;
+        hooks.cancelled = [&] {
+            late = late || (timeLimit_ > 0 && std::chrono::steady_clock::now() - start >
+                                                  std::chrono::seconds(timeLimit_));
+            return late || stop();
+        };
+        result = job::Run(items[i].file, settings_, items[i].outputs, hooks);
+        if (late)
+            result.error = TooLong(timeLimit_);
         return result;
     };
     QList<ImageResult> results;
@@ -125,5 +142,6 @@ QList<ImageResult> BatchRunner::RunInWorkers(const QList<BatchItem>& items,
                      QStringLiteral("--settings"), settingsFile.fileName()},
                     jobs_);
     pool.SetStop(stop_, NotCounted());
+    pool.SetTimeLimit(timeLimit_, TooLong(timeLimit_));
     return pool.Run(items, handler, keepObjects_);
 }

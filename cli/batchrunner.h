@@ -36,6 +36,11 @@ public:
     /// The error of an image that was not counted because the batch stopped.
     static QString NotCounted();
 
+    /// Stops an image that takes longer than @p seconds (0: no limit).
+    void SetTimeLimit(int seconds) { timeLimit_ = seconds; }
+    /// The error of an image stopped by the time limit.
+    static QString TooLong(int seconds);
+
     /// Counts @p items; returns the results in input order.
     QList<ImageResult> Run(const QList<BatchItem>& items, const ResultHandler& handler);
 
@@ -52,4 +57,5 @@ private:
     bool keepObjects_;
     bool isolate_;
     std::function<bool()> stop_;
+    int timeLimit_ = 0;
 };

@@ -147,6 +147,11 @@ struct Options
                              "Count only every N-th image, starting with the I-th "
                              "(1-based), to spread a batch over I = 1..N machines.",
                              "I/N"};
+    QCommandLineOption timeLimit{"time-limit",
+                                 "Stop an image that takes longer than S seconds and go on "
+                                 "with the next (default 600; 0: no limit). Without --isolate "
+                                 "the count stops at its next step.",
+                                 "S"};
     QCommandLineOption worker{BatchRunner::kWorkerOption, "Count images for a batch."};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{"version", "Show the version."};
@@ -161,11 +166,13 @@ void AddOptions(QCommandLineParser& parser, Options& o)
     parser.addPositionalArgument("count", "The command.");
     parser.addPositionalArgument("images", "Images or folders of images.", "[IMAGE|FOLDER ...]");
     for (QCommandLineOption* option :
-         {&o.rect,   &o.polygon,   &o.mode,         &o.channel,    &o.low,    &o.high,
-          &o.morph,  &o.fillHoles, &o.cut,          &o.keepBorder, &o.filter, &o.noDefaultFilters,
-          &o.scale,  &o.unit,      &o.report,       &o.annotated,  &o.table,  &o.summary,
-          &o.json,   &o.settings,  &o.saveSettings, &o.jobs,       &o.shard,  &o.isolate,
-          &o.worker, &o.help,      &o.version})
+         {&o.rect,         &o.polygon,    &o.mode,   &o.channel,
+          &o.low,          &o.high,       &o.morph,  &o.fillHoles,
+          &o.cut,          &o.keepBorder, &o.filter, &o.noDefaultFilters,
+          &o.scale,        &o.unit,       &o.report, &o.annotated,
+          &o.table,        &o.summary,    &o.json,   &o.settings,
+          &o.saveSettings, &o.jobs,       &o.shard,  &o.isolate,
+          &o.timeLimit,    &o.worker,     &o.help,   &o.version})
         parser.addOption(*option);
 }
 
@@ -326,6 +333,8 @@ CommandLine Parse(const QStringList& arguments)
     if (parser.isSet(o.shard))
         c.shard = batchplan::ParseShard(Single(parser, "shard"));
     c.isolate = parser.isSet(o.isolate);
+    if (parser.isSet(o.timeLimit))
+        c.timeLimit = Integer("--time-limit", Single(parser, "time-limit"), 0, 86400 * 7);
     c.worker = parser.isSet(o.worker);
     if (c.worker && !c.inputs.isEmpty())
         throw UsageError(QStringLiteral("--worker"),

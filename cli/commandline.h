@@ -18,6 +18,7 @@ struct CommandLine
     int jobs = 1;
     QPair<int, int> shard{1, 1};
     bool isolate = false; ///< count in worker processes
+    int timeLimit = 600;  ///< seconds per image; 0: none
     bool worker = false;  ///< hidden: count one image for a batch, JSON on stdout
     bool help = false;
     bool version = false;

@@ -176,6 +176,7 @@ int Run(CommandLine c)
     // The object tables are kept only for the JSON document.
     BatchRunner runner(c.settings, c.jobs, c.json, c.isolate);
     runner.SetStop(interruption::Requested);
+    runner.SetTimeLimit(c.timeLimit);
     const QList<ImageResult> results =
         runner.Run(items, [&](int position, const ImageResult& result) {
             const bool notCounted = result.error == BatchRunner::NotCounted();

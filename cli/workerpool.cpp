@@ -2,10 +2,12 @@
 
 #include "job.h"
 
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTimer>
 
 #include <algorithm>
 #include <memory>
@@ -89,6 +91,8 @@ struct Worker
     std::unique_ptr<QProcess> process;
     WorkerPool::State state = WorkerPool::State::Starting;
     int position = -1;
+    QElapsedTimer busy;    ///< since the item was handed out
+    bool timedOut = false; ///< ended by the time limit
 };
 
 } // namespace
@@ -139,6 +143,7 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
             return;
         }
         w.state = State::Busy;
+        w.busy.start();
         w.position = next++;
         w.process->write(workerprotocol::Request(items[w.position]));
     };
@@ -176,10 +181,14 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
                 if (w->position < 0)
                     return;
                 // It died on this item; the rest go to a new worker.
-                finish(*w, QStringLiteral("the worker process ended (%1)")
-                               .arg(raw->exitStatus() == QProcess::CrashExit
-                                        ? QStringLiteral("crashed")
-                                        : QStringLiteral("exit code %1").arg(raw->exitCode())));
+                if (w->timedOut)
+                    finish(*w, tooLong_);
+                else
+                    finish(*w, QStringLiteral("the worker process ended (%1)")
+                                   .arg(raw->exitStatus() == QProcess::CrashExit
+                                            ? QStringLiteral("crashed")
+                                            : QStringLiteral("exit code %1").arg(raw->exitCode())));
+                w->timedOut = false;
                 w->process.release()->deleteLater();
                 if (!stopped() && next < items.size())
                     start(*w);
@@ -208,10 +217,25 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
         if (w->state != State::Broken)
             feed(*w);
     };
+    // A worker past the time limit is ended; its item fails, a new worker
+    // takes the rest.
+    QTimer watch;
+    if (timeLimit_ > 0) {
+        QObject::connect(&watch, &QTimer::timeout, &loop, [&] {
+            for (Worker& w : workers)
+                if (w.state == State::Busy && w.process &&
+                    w.busy.elapsed() > qint64(timeLimit_) * 1000) {
+                    w.timedOut = true;
+                    w.process->kill();
+                }
+        });
+        watch.start(200);
+    }
     for (Worker& worker : workers)
         start(worker);
     if (delivered < items.size())
         loop.exec();
+    watch.stop();
     for (Worker& worker : workers) {
         if (worker.process && worker.state != State::Broken) {
             worker.process->closeWriteChannel();

@@ -77,6 +77,14 @@ public:
         notCounted_ = notCounted;
     }
 
+    /// Ends a worker whose item takes longer than @p seconds (0: never); the
+    /// item comes back with @p tooLong as its error.
+    void SetTimeLimit(int seconds, const QString& tooLong)
+    {
+        timeLimit_ = seconds;
+        tooLong_ = tooLong;
+    }
+
     /// The states of the workers after the last Run, for tests.
     QList<State> States() const { return states_; }
 
@@ -87,4 +95,6 @@ private:
     QList<State> states_;
     std::function<bool()> stop_;
     QString notCounted_;
+    int timeLimit_ = 0;
+    QString tooLong_;
 };

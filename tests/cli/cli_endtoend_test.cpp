@@ -150,6 +150,15 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     EXPECT_TRUE(crashed.out.contains("a.png: 12 objects"));
     EXPECT_TRUE(crashed.err.contains("d.png: the worker process ended"))
         << crashed.err.toStdString();
+
+    // A worker that hangs on an image is ended at the time limit.
+    const Outcome hung = Run({"--isolate", "--time-limit", "1", "mixed/d.png", "mixed/a.png"},
+                             {"LD_PRELOAD=" AUTOCOUNT_CRASH_SHIM, "CRASH_SHIM_PATTERN=mixed/d.png",
+                              "CRASH_SHIM_HANG=1"});
+    EXPECT_EQ(hung.exitCode, 1);
+    EXPECT_TRUE(hung.out.contains("a.png: 12 objects")) << hung.out.toStdString();
+    EXPECT_TRUE(hung.err.contains("d.png: stopped: took longer than 1 s (--time-limit)"))
+        << hung.err.toStdString();
 }
 
 TEST_F(CliEndToEnd, BadOptionsStopWithUsageAndStatusTwo)

@@ -1,6 +1,7 @@
-/* A decoder that crashes on one file, for tests: loaded with LD_PRELOAD, it
- * aborts the process that opens a file whose path contains CRASH_SHIM_PATTERN,
- * as a decoder that meets a poisonous image would die.
+/* A decoder that crashes or hangs on one file, for tests: loaded with
+ * LD_PRELOAD, it aborts the process that opens a file whose path contains
+ * CRASH_SHIM_PATTERN, as a decoder that meets a poisonous image would die;
+ * with CRASH_SHIM_HANG set it stops there forever instead.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -10,12 +11,17 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 static void crash_on(const char* path)
 {
     const char* pattern = getenv("CRASH_SHIM_PATTERN");
-    if (path != NULL && pattern != NULL && pattern[0] != '\0' && strstr(path, pattern) != NULL)
-        abort();
+    if (path == NULL || pattern == NULL || pattern[0] == '\0' || strstr(path, pattern) == NULL)
+        return;
+    const char* hang = getenv("CRASH_SHIM_HANG");
+    while (hang != NULL && hang[0] != '\0')
+        pause();
+    abort();
 }
 
 FILE* fopen(const char* path, const char* mode)
