@@ -79,7 +79,9 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     const QList<QPair<QString, QString>> patterns = {
         {QStringLiteral("--report"), request.report},
         {QStringLiteral("--annotated"), request.annotated},
-        {QStringLiteral("--table"), request.table}};
+        {QStringLiteral("--table"), request.table},
+        {QStringLiteral("--labels"), request.labels},
+        {QStringLiteral("--geojson"), request.geojson}};
     for (const auto& pattern : patterns)
         if (several && !pattern.second.isEmpty() &&
             !pattern.second.contains(QLatin1String("{stem}")) &&
@@ -96,7 +98,8 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     // clash is found whichever shard runs.
     QHash<QString, QString> claimed;
     auto claim = [&](const QString& option, const QString& path, const QString& file) {
-        if (path.isEmpty())
+        // Standard output is no file; the command line allows it once.
+        if (path.isEmpty() || path == QLatin1String("-"))
             return;
         const QString id = Identity(path);
         if (inputs.contains(id))
@@ -108,6 +111,9 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     };
     claim(QStringLiteral("--summary"), request.summary, QString());
     claim(QStringLiteral("--save-settings"), request.saveSettings, QString());
+    claim(QStringLiteral("--jsonl"), request.jsonl, QString());
+    claim(QStringLiteral("--objects"), request.objects, QString());
+    claim(QStringLiteral("--sqlite"), request.sqlite, QString());
 
     QList<BatchItem> items;
     for (int i = 0; i < files.size(); ++i) {
@@ -120,6 +126,10 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
         claim(QStringLiteral("--report"), item.outputs.report, item.file);
         claim(QStringLiteral("--annotated"), item.outputs.annotated, item.file);
         claim(QStringLiteral("--table"), item.outputs.table, item.file);
+        item.outputs.labels = ExpandPattern(request.labels, item.file, item.index);
+        item.outputs.geojson = ExpandPattern(request.geojson, item.file, item.index);
+        claim(QStringLiteral("--labels"), item.outputs.labels, item.file);
+        claim(QStringLiteral("--geojson"), item.outputs.geojson, item.file);
         if (i % shard.second == shard.first - 1)
             items << item;
     }

@@ -70,7 +70,7 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
         }
         handler(i, result);
         if (!keepObjects_)
-            result.objects.clear();
+            result.DropDetail();
         results << result;
     }
     for (std::thread& thread : threads)

@@ -1,6 +1,7 @@
 // autocount: counts the objects in microscope images from the command line,
 // one image or batches of thousands, through the counting engine.
 
+#include "aggregateoutputs.h"
 #include "batchplan.h"
 #include "batchrunner.h"
 #include "commandline.h"
@@ -89,7 +90,10 @@ int Run(CommandLine c)
         c.inputs << sample;
         // The sample run shows everything the tool makes, unless told otherwise.
         if (c.outputs.report.isEmpty() && c.outputs.annotated.isEmpty() &&
-            c.outputs.table.isEmpty() && c.outputs.summary.isEmpty() && !c.json) {
+            c.outputs.table.isEmpty() && c.outputs.summary.isEmpty() && !c.json &&
+            c.outputs.labels.isEmpty() && c.outputs.geojson.isEmpty() &&
+            c.outputs.jsonl.isEmpty() && c.outputs.objects.isEmpty() &&
+            c.outputs.sqlite.isEmpty()) {
             c.outputs.report = QStringLiteral("autocount-sample/report.xlsx");
             c.outputs.annotated = QStringLiteral("autocount-sample/annotated.png");
         }
@@ -97,13 +101,24 @@ int Run(CommandLine c)
 
     QStringList problems;
     const QStringList files = batchplan::ExpandInputs(c.inputs, &problems);
-    const QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
+    QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
     for (const QString& problem : problems)
         PrintError(problem);
     bool failed = !problems.isEmpty();
 
-    // With --json the results own stdout; the lines go to stderr.
-    std::FILE* lines = c.json ? stderr : stdout;
+    // The batch-wide data files grow as the images finish.
+    AggregateOutputs aggregates(c.outputs, c.settings);
+    QStringList aggregateErrors;
+    if (!aggregates.Open(&aggregateErrors)) {
+        for (const QString& error : aggregateErrors)
+            PrintError(error);
+        return 1;
+    }
+    if (c.resume)
+        items = aggregates.WithoutCounted(items, &aggregateErrors);
+
+    // When results own stdout (--json, or "-"), the lines go to stderr.
+    std::FILE* lines = commandline::WritesStdout(c) ? stderr : stdout;
     ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
     // The object tables are kept only for the JSON document.
     BatchRunner runner(c.settings, c.jobs, c.json, c.isolate);
@@ -116,18 +131,24 @@ int Run(CommandLine c)
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+            aggregates.Add(result, items[position].index, &aggregateErrors);
+            for (const QString& error : aggregateErrors)
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+            aggregateErrors.clear();
             progress.Update(position + 1);
         });
     progress.Finish();
 
     for (const ImageResult& result : results)
         failed = failed || !result.complete();
-    if (!c.outputs.summary.isEmpty()) {
-        const QStringList names = catalogue::EnabledTypeNames(c.settings);
-        failed = !WriteOrReport(c.outputs.summary, outputs::SummaryCsv(results, names)) || failed;
-    }
+    failed = !aggregates.Close(&aggregateErrors) || failed;
+    for (const QString& error : aggregateErrors)
+        PrintError(error);
     if (c.json) {
-        const QByteArray json = outputs::JsonDocument(results, c.settings);
+        QList<int> indexes;
+        for (const BatchItem& item : items)
+            indexes << item.index;
+        const QByteArray json = outputs::JsonDocument(results, indexes, c.settings);
         std::fwrite(json.constData(), 1, json.size(), stdout);
     }
     return failed ? 1 : 0;
