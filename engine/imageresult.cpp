@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include <cmath>
+#include <cstdlib>
 
 namespace imageresult {
 
@@ -33,6 +34,31 @@ QStringList ReadStrings(const QJsonValue& value)
     return list;
 }
 
+template <class Iterator> QString Joined(Iterator begin, Iterator end)
+{
+    QByteArray text;
+    for (Iterator it = begin; it != end; ++it) {
+        if (it != begin)
+            text += ',';
+        text += objectdata::Number(*it);
+    }
+    return QString::fromLatin1(text);
+}
+
+std::vector<std::optional<double>> Split(const QString& text)
+{
+    std::vector<std::optional<double>> values;
+    for (const QString& field : text.split(QLatin1Char(','))) {
+        if (field.isEmpty()) {
+            values.push_back(std::nullopt);
+            continue;
+        }
+        const QByteArray latin = field.toLatin1();
+        values.push_back(latin.toDouble()); // C locale, exact
+    }
+    return values;
+}
+
 } // namespace
 
 std::optional<double> Cell(const QString& text)
@@ -58,22 +84,19 @@ QJsonObject ToJson(const ImageResult& r)
     json.insert("scale", r.scale);
     json.insert("meanArea", Optional(r.meanArea));
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
-    // Rows as arrays in key order; a value that is not a number (a centroid
-    // of no pixel) becomes null.
+    // Rows as text in key order, each value in its exact shortest form (Qt's
+    // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
-    for (const objectdata::Row& row : r.objects) {
-        QJsonArray values;
-        for (double value : row)
-            values.append(std::isfinite(value) ? QJsonValue(value) : QJsonValue());
-        objects.append(values);
-    }
+    for (const objectdata::Row& row : r.objects)
+        objects.append(Joined(row.begin(), row.end()));
     json.insert("objects", objects);
     QJsonArray statistics;
     for (const TypeStatistics& s : r.statistics) {
-        QJsonArray values;
-        for (const std::optional<double>& value : s.values())
-            values.append(Optional(value));
-        statistics.append(QJsonObject{{"name", s.name}, {"values", values}});
+        std::array<double, 6> values;
+        for (int k = 0; k < 6; ++k)
+            values[k] = s.values()[k].value_or(std::nan(""));
+        statistics.append(
+            QJsonObject{{"name", s.name}, {"values", Joined(values.begin(), values.end())}});
     }
     json.insert("statistics", statistics);
     json.insert("outputs", Strings(r.outputs));
@@ -104,23 +127,25 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     r.lowThreshold = threshold.at(0).toInt();
     r.highThreshold = threshold.at(1).toInt();
     for (const QJsonValue& item : json.value("objects").toArray()) {
-        const QJsonArray values = item.toArray();
+        const std::vector<std::optional<double>> values = Split(item.toString());
         objectdata::Row row{};
         for (int i = 0; i < objectdata::kColumnCount; ++i)
-            row[i] = ReadOptional(values.at(i)).value_or(std::nan(""));
+            row[i] = i < static_cast<int>(values.size()) ? values[i].value_or(std::nan(""))
+                                                         : std::nan("");
         r.objects.push_back(row);
     }
     for (const QJsonValue& item : json.value("statistics").toArray()) {
         const QJsonObject o = item.toObject();
-        const QJsonArray values = o.value("values").toArray();
+        std::vector<std::optional<double>> values = Split(o.value("values").toString());
+        values.resize(6);
         TypeStatistics s;
         s.name = o.value("name").toString();
-        s.mean = ReadOptional(values.at(0));
-        s.standardDeviation = ReadOptional(values.at(1));
-        s.minimum = ReadOptional(values.at(2));
-        s.maximum = ReadOptional(values.at(3));
-        s.range = ReadOptional(values.at(4));
-        s.sum = ReadOptional(values.at(5));
+        s.mean = values[0];
+        s.standardDeviation = values[1];
+        s.minimum = values[2];
+        s.maximum = values[3];
+        s.range = values[4];
+        s.sum = values[5];
         r.statistics << s;
     }
     r.outputs = ReadStrings(json.value("outputs"));

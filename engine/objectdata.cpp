@@ -110,6 +110,10 @@ QByteArray Number(double value)
 {
     if (!std::isfinite(value))
         return QByteArray();
+    // A negative zero keeps its point: JSON readers take "-0" for the
+    // integer 0 and would lose the sign.
+    if (value == 0 && std::signbit(value))
+        return QByteArrayLiteral("-0.0");
     char buffer[32];
     const std::to_chars_result r = std::to_chars(buffer, buffer + sizeof buffer, value);
     return QByteArray(buffer, static_cast<int>(r.ptr - buffer));

@@ -47,7 +47,8 @@ using Row = std::array<double, kColumnCount>;
 Row MakeRow(int number, const parResult& record, const Contour& contour, double scale);
 
 /// A number in the shortest form that reads back to the same double;
-/// whole numbers without a point. NaN and infinities give an empty string.
+/// whole numbers without a point (but "-0.0" for a negative zero). NaN and
+/// infinities give an empty string.
 QByteArray Number(double value);
 
 } // namespace objectdata
