@@ -46,9 +46,9 @@ int main(int argc, char** argv)
         p.pairs = 0;
         p.seed = 1000 + i;
         const cv::Mat image = syntheticcells::Render(syntheticcells::MakeLayout(p));
-        cv::imwrite(dir.filePath(QStringLiteral("img%1.png").arg(i, 4, 10, QLatin1Char('0')))
-                        .toStdString(),
-                    image);
+        cv::imwrite(
+            dir.filePath(QStringLiteral("img%1.png").arg(i, 4, 10, QLatin1Char('0'))).toStdString(),
+            image);
     }
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
