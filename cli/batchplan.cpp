@@ -89,7 +89,9 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     const QList<QPair<QString, QString>> patterns = {
         {QStringLiteral("--report"), request.report},
         {QStringLiteral("--annotated"), request.annotated},
-        {QStringLiteral("--table"), request.table}};
+        {QStringLiteral("--table"), request.table},
+        {QStringLiteral("--labels"), request.labels},
+        {QStringLiteral("--geojson"), request.geojson}};
     for (const auto& pattern : patterns)
         if (several && !pattern.second.isEmpty() && !IsStream(pattern.second) &&
             !pattern.second.contains(QLatin1String("{stem}")) &&
@@ -119,6 +121,9 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
     };
     claim(QStringLiteral("--summary"), request.summary, QString());
     claim(QStringLiteral("--save-settings"), request.saveSettings, QString());
+    claim(QStringLiteral("--jsonl"), request.jsonl, QString());
+    claim(QStringLiteral("--objects"), request.objects, QString());
+    claim(QStringLiteral("--sqlite"), request.sqlite, QString());
 
     QList<BatchItem> items;
     for (int i = 0; i < files.size(); ++i) {
@@ -131,6 +136,10 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
         claim(QStringLiteral("--report"), item.outputs.report, item.file);
         claim(QStringLiteral("--annotated"), item.outputs.annotated, item.file);
         claim(QStringLiteral("--table"), item.outputs.table, item.file);
+        item.outputs.labels = ExpandPattern(request.labels, item.file, item.index);
+        item.outputs.geojson = ExpandPattern(request.geojson, item.file, item.index);
+        claim(QStringLiteral("--labels"), item.outputs.labels, item.file);
+        claim(QStringLiteral("--geojson"), item.outputs.geojson, item.file);
         if (i % shard.second == shard.first - 1)
             items << item;
     }

@@ -23,8 +23,13 @@ struct OutputRequest
     QString report; ///< may hold {stem} and {index}
     QString annotated;
     QString table;
+    QString labels;
+    QString geojson;
     QString summary; ///< one file for the batch
     QString saveSettings;
+    QString jsonl;   ///< one JSON object per image, as the batch goes
+    QString objects; ///< every object of the batch in one table
+    QString sqlite;  ///< the results database
 };
 
 namespace batchplan {

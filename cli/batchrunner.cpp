@@ -79,7 +79,7 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
     auto handOn = [&](int i, ImageResult result) {
         handler(i, result);
         if (!keepObjects_)
-            result.objects.clear();
+            result.DropDetail();
         results << result;
     };
 

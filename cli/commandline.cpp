@@ -47,8 +47,16 @@ Outputs:
   and --table paths need {stem} (the file name without its suffix) or {index}
   (its 1-based position in the input list). Beside each report and table the
   settings used are written as NAME.settings.json; --settings reads such a
-  file back, so any result can be reproduced. CSV and JSON hold numbers as
-  numbers; the report keeps the module's text cells.
+  file back, so any result can be reproduced. The report keeps the module's
+  text cells; every data output (CSV, JSON, JSON Lines, GeoJSON, SQLite)
+  holds full-precision numbers under fixed keys (object, area, perimeter,
+  ..., centroid_x, bbox_x, ...). Areas are in unit², perimeter, radius,
+  diameter and the axes in the unit, direction in degrees, everything else
+  in pixels or grey values. CSV files start with a line "# unit: UNIT".
+  --jsonl, --objects, --summary and --sqlite grow as the batch goes, so an
+  interrupted run keeps every finished image; --resume continues a --sqlite
+  run. "-" sends one of the tables, JSON Lines or GeoJSON to stdout (the
+  summary lines then go to stderr).
 
 Exit status:
   0 every image counted and every file written; 1 an image could not be read
@@ -66,6 +74,8 @@ Examples:
   autocount count --shard 3/8 --summary part3.csv /shared/plates/
   autocount count --save-settings mine.json --mode bright --morph close
   autocount count --settings mine.json --json images/ > results.json
+  autocount count --jsonl - --scale 0.001 --unit mm images/ | jq .count
+  autocount count --objects objects.csv --sqlite results.db --resume images/
 )";
 
 struct Options
@@ -130,6 +140,29 @@ struct Options
                                "FILE.csv"};
     QCommandLineOption json{"json", "Print the results as JSON on stdout (the summary lines "
                                     "then go to stderr)."};
+    // Results as data: full precision under stable keys (see the README).
+    QCommandLineOption labels{"labels",
+                              "Write a 16-bit label image: 0 background, N on the pixels of "
+                              "object N of the table.",
+                              "FILE.png"};
+    QCommandLineOption geojson{"geojson",
+                               "Write the outlines as GeoJSON polygons in pixel coordinates, "
+                               "each with its measurements; - for stdout.",
+                               "FILE.geojson"};
+    QCommandLineOption jsonl{"jsonl",
+                             "Write one JSON object per image (JSON Lines, schema in "
+                             "docs/) as each image finishes, in input order; - for stdout.",
+                             "FILE"};
+    QCommandLineOption objects{"objects",
+                               "Write every object of every image into one table with "
+                               "image and image_index columns; - for stdout.",
+                               "FILE.csv"};
+    QCommandLineOption sqlite{"sqlite",
+                              "Write runs, images, statistics and objects into an SQLite "
+                              "database, one transaction per image.",
+                              "FILE.db"};
+    QCommandLineOption resume{"resume", "With --sqlite: skip the images that the database "
+                                        "already holds as counted."};
     QCommandLineOption settings{"settings",
                                 "Read the settings above from a JSON file; options "
                                 "given as well take precedence.",
@@ -166,13 +199,15 @@ void AddOptions(QCommandLineParser& parser, Options& o)
     parser.addPositionalArgument("count", "The command.");
     parser.addPositionalArgument("images", "Images or folders of images.", "[IMAGE|FOLDER ...]");
     for (QCommandLineOption* option :
-         {&o.rect,         &o.polygon,    &o.mode,   &o.channel,
-          &o.low,          &o.high,       &o.morph,  &o.fillHoles,
-          &o.cut,          &o.keepBorder, &o.filter, &o.noDefaultFilters,
-          &o.scale,        &o.unit,       &o.report, &o.annotated,
-          &o.table,        &o.summary,    &o.json,   &o.settings,
-          &o.saveSettings, &o.jobs,       &o.shard,  &o.isolate,
-          &o.timeLimit,    &o.worker,     &o.help,   &o.version})
+         {&o.rect,         &o.polygon,    &o.mode,    &o.channel,
+          &o.low,          &o.high,       &o.morph,   &o.fillHoles,
+          &o.cut,          &o.keepBorder, &o.filter,  &o.noDefaultFilters,
+          &o.scale,        &o.unit,       &o.report,  &o.annotated,
+          &o.table,        &o.summary,    &o.json,    &o.settings,
+          &o.saveSettings, &o.jobs,       &o.shard,   &o.isolate,
+          &o.timeLimit,    &o.labels,     &o.geojson, &o.jsonl,
+          &o.objects,      &o.sqlite,     &o.resume,  &o.worker,
+          &o.help,         &o.version})
         parser.addOption(*option);
 }
 
@@ -197,6 +232,14 @@ QString Single(const QCommandLineParser& parser, const QString& name)
 }
 
 } // namespace
+
+bool WritesStdout(const CommandLine& c)
+{
+    const QString dash = QStringLiteral("-");
+    return c.json || c.outputs.table == dash || c.outputs.geojson == dash ||
+           c.outputs.labels == dash || c.outputs.jsonl == dash || c.outputs.objects == dash ||
+           c.outputs.summary == dash;
+}
 
 QString HelpText()
 {
@@ -328,6 +371,31 @@ CommandLine Parse(const QStringList& arguments)
     c.outputs.summary = outputPath("summary");
     c.outputs.saveSettings = outputPath("save-settings");
     c.json = parser.isSet(o.json);
+    c.outputs.labels = outputPath("labels");
+    c.outputs.geojson = outputPath("geojson");
+    c.outputs.jsonl = outputPath("jsonl");
+    c.outputs.objects = outputPath("objects");
+    c.outputs.sqlite = outputPath("sqlite");
+    c.resume = parser.isSet(o.resume);
+    if (c.resume && c.outputs.sqlite.isEmpty())
+        throw UsageError(QStringLiteral("--resume"), QStringLiteral("needs --sqlite"));
+    if (c.outputs.sqlite == QLatin1String("-"))
+        throw UsageError(QStringLiteral("--sqlite"),
+                         QStringLiteral("a database cannot go to standard output"));
+    QStringList toStdout;
+    if (c.json)
+        toStdout << QStringLiteral("--json");
+    const QList<QPair<QString, QString>> streams = {
+        {"--table", c.outputs.table},     {"--geojson", c.outputs.geojson},
+        {"--labels", c.outputs.labels},   {"--jsonl", c.outputs.jsonl},
+        {"--objects", c.outputs.objects}, {"--summary", c.outputs.summary}};
+    for (const auto& stream : streams)
+        if (stream.second == QLatin1String("-"))
+            toStdout << stream.first;
+    if (toStdout.size() > 1)
+        throw UsageError(toStdout[1], QStringLiteral("only one output can go to standard output "
+                                                     "(%1 already does)")
+                                          .arg(toStdout[0]));
     if (parser.isSet(o.jobs))
         c.jobs = Integer("--jobs", Single(parser, "jobs"), 1, 256);
     if (parser.isSet(o.shard))
@@ -335,6 +403,10 @@ CommandLine Parse(const QStringList& arguments)
     c.isolate = parser.isSet(o.isolate);
     if (parser.isSet(o.timeLimit))
         c.timeLimit = Integer("--time-limit", Single(parser, "time-limit"), 0, 86400 * 7);
+    for (const QString& perImage : {c.outputs.table, c.outputs.geojson, c.outputs.labels})
+        if (c.isolate && perImage == QLatin1String("-"))
+            throw UsageError(QStringLiteral("--isolate"),
+                             QStringLiteral("worker processes cannot write to standard output"));
     c.worker = parser.isSet(o.worker);
     if (c.worker && !c.inputs.isEmpty())
         throw UsageError(QStringLiteral("--worker"),

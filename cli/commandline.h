@@ -19,6 +19,7 @@ struct CommandLine
     QPair<int, int> shard{1, 1};
     bool isolate = false; ///< count in worker processes
     int timeLimit = 600;  ///< seconds per image; 0: none
+    bool resume = false;  ///< skip the images the --sqlite database holds
     bool worker = false;  ///< hidden: count one image for a batch, JSON on stdout
     bool help = false;
     bool version = false;
@@ -29,6 +30,9 @@ namespace commandline {
 /// Parses the whole argument list (program name first). Throws UsageError
 /// naming the option for a bad option or value.
 CommandLine Parse(const QStringList& arguments);
+
+/// True when an output of @p c goes to standard output ("-" or --json).
+bool WritesStdout(const CommandLine& c);
 
 /// The text of --help: usage, every option, examples and how images are read.
 QString HelpText();

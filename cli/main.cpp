@@ -1,6 +1,7 @@
 // autocount: counts the objects in microscope images from the command line,
 // one image or batches of thousands, through the counting engine.
 
+#include "aggregateoutputs.h"
 #include "batchplan.h"
 #include "batchrunner.h"
 #include "commandline.h"
@@ -130,7 +131,10 @@ int Run(CommandLine c)
         c.inputs << sample;
         // The sample run shows everything the tool makes, unless told otherwise.
         if (c.outputs.report.isEmpty() && c.outputs.annotated.isEmpty() &&
-            c.outputs.table.isEmpty() && c.outputs.summary.isEmpty() && !c.json) {
+            c.outputs.table.isEmpty() && c.outputs.summary.isEmpty() && !c.json &&
+            c.outputs.labels.isEmpty() && c.outputs.geojson.isEmpty() &&
+            c.outputs.jsonl.isEmpty() && c.outputs.objects.isEmpty() &&
+            c.outputs.sqlite.isEmpty()) {
             c.outputs.report = QStringLiteral("autocount-sample/report.xlsx");
             c.outputs.annotated = QStringLiteral("autocount-sample/annotated.png");
         }
@@ -138,33 +142,32 @@ int Run(CommandLine c)
 
     QStringList problems;
     const QStringList files = batchplan::ExpandInputs(c.inputs, &problems);
-    const QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
+    QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
     for (const QString& problem : problems)
         PrintError(problem);
     bool failed = !problems.isEmpty();
     RemoveDebris(items, c.outputs);
 
-    // The summary is written as the batch goes, so that an interrupted or
-    // killed run keeps the rows of every finished image.
-    const QStringList typeNames = catalogue::EnabledTypeNames(c.settings);
-    checkedfile::AppendFile summary;
-    auto summaryFailed = [&](const QString& error) {
-        PrintError(error);
-        failed = true;
-    };
-    if (!c.outputs.summary.isEmpty()) {
-        QString error;
-        if (!summary.Open(c.outputs.summary, outputs::SummaryHeader(typeNames), &error))
-            summaryFailed(error);
+    // The batch-wide data files grow as the images finish, so that an
+    // interrupted or killed run keeps every finished image.
+    AggregateOutputs aggregates(c.outputs, c.settings);
+    QStringList aggregateErrors;
+    if (!aggregates.Open(&aggregateErrors)) {
+        for (const QString& error : aggregateErrors)
+            PrintError(error);
+        return 1;
     }
+    if (c.resume)
+        items = aggregates.WithoutCounted(items, &aggregateErrors);
 
-    // With --json the results own stdout; the lines go to stderr. A line that
-    // cannot go out is reported once, and the run still counts and writes
-    // its files.
+    // When results own stdout (--json, or "-"), the lines go to stderr. A
+    // line that cannot go out is reported once, and the run still counts
+    // and writes its files.
+    const bool linesToStderr = commandline::WritesStdout(c);
     ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
     QString stdoutError;
     auto printResult = [&](const QString& line) {
-        if (c.json) {
+        if (linesToStderr) {
             progress.PrintLine(stderr, line);
             return;
         }
@@ -187,15 +190,13 @@ int Run(CommandLine c)
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
-            if (summary.isOpen() && !notCounted) {
-                QString error;
-                if (!summary.Append(outputs::SummaryRow(result, typeNames), &error)) {
-                    summaryFailed(error);
-                    summary.Close(nullptr);
-                }
-            }
-            if (!notCounted)
+            if (!notCounted) {
+                aggregates.Add(result, items[position].index, &aggregateErrors);
                 ++finished;
+            }
+            for (const QString& error : aggregateErrors)
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+            aggregateErrors.clear();
             progress.Update(position + 1);
         });
     progress.Finish();
@@ -203,20 +204,20 @@ int Run(CommandLine c)
     const bool interrupted = interruption::Requested();
     for (const ImageResult& result : results)
         failed = failed || !result.complete();
-    if (summary.isOpen()) {
-        QString error;
-        const QByteArray end = interrupted
-                                   ? QStringLiteral("# incomplete: %1 after %2 of %3 images\n")
-                                         .arg(QLatin1String(interruption::SignalName()))
-                                         .arg(finished)
-                                         .arg(items.size())
-                                         .toUtf8()
-                                   : QByteArray();
-        if ((!end.isEmpty() && !summary.Append(end, &error)) || !summary.Close(&error))
-            summaryFailed(error);
-    }
+    if (interrupted)
+        aggregates.MarkIncomplete(QStringLiteral("%1 after %2 of %3 images")
+                                      .arg(QLatin1String(interruption::SignalName()))
+                                      .arg(finished)
+                                      .arg(items.size()),
+                                  &aggregateErrors);
+    failed = !aggregates.Close(&aggregateErrors) || failed;
+    for (const QString& error : aggregateErrors)
+        PrintError(error);
     if (c.json) {
-        QByteArray json = outputs::JsonDocument(results, c.settings);
+        QList<int> indexes;
+        for (const BatchItem& item : items)
+            indexes << item.index;
+        QByteArray json = outputs::JsonDocument(results, indexes, c.settings);
         if (interrupted) {
             QJsonObject document = QJsonDocument::fromJson(json).object();
             document.insert("incomplete", true);

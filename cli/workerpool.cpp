@@ -22,7 +22,9 @@ QByteArray Request(const BatchItem& item)
                            {"index", item.index},
                            {"report", item.outputs.report},
                            {"annotated", item.outputs.annotated},
-                           {"table", item.outputs.table}};
+                           {"table", item.outputs.table},
+                           {"labels", item.outputs.labels},
+                           {"geojson", item.outputs.geojson}};
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -37,6 +39,8 @@ bool ParseRequest(const QByteArray& line, BatchItem& item)
     item.outputs.report = json.value("report").toString();
     item.outputs.annotated = json.value("annotated").toString();
     item.outputs.table = json.value("table").toString();
+    item.outputs.labels = json.value("labels").toString();
+    item.outputs.geojson = json.value("geojson").toString();
     return true;
 }
 
@@ -115,7 +119,7 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
         while (delivered < items.size() && done[delivered]) {
             handler(delivered, *done[delivered]);
             if (!keepObjects)
-                done[delivered]->objects.clear();
+                done[delivered]->DropDetail();
             ++delivered;
         }
         if (delivered == items.size())

@@ -86,8 +86,11 @@ ImageResult Summarise(const QString& file, const CountResult& r)
 {
     ImageResult result;
     result.file = file;
+    result.width = r.image.cols;
+    result.height = r.image.rows;
     result.count = r.Count();
     result.unit = r.unit;
+    result.scale = r.scale;
     result.lowThreshold = r.core.thresholds.low;
     result.highThreshold = r.core.thresholds.high;
     const std::vector<parResult>& valid = r.core.validRecords;
@@ -99,29 +102,27 @@ ImageResult Summarise(const QString& file, const CountResult& r)
         result.meanArea = sum / result.count;
     }
 
-    // The tables as the module prints them, read back as numbers.
-    QList<QStringList> table;
-    countcore::AppendObjectTable(table, r.typeNames, valid, r.core.types, r.scale);
-    result.columns = table.takeFirst();
-    for (const QStringList& row : table) {
-        QList<double> numbers;
-        for (const QString& cell : row)
-            numbers << imageresult::Cell(cell).value_or(0.0);
-        result.objects << numbers;
+    // Every measurement straight from the records, not from the module's
+    // three-decimal text tables, so calibrated values keep every digit.
+    result.objects.reserve(valid.size());
+    for (size_t i = 0; i < valid.size(); ++i) {
+        const Contour none;
+        const Contour& contour = i < r.core.validContours.size() ? r.core.validContours[i] : none;
+        result.objects.push_back(
+            objectdata::MakeRow(static_cast<int>(i) + 1, valid[i], contour, r.scale));
     }
-    QList<QStringList> statistics;
-    countcore::AppendStatisticsTable(statistics, r.typeNames, valid, r.core.types, r.scale);
-    for (int i = 1; i < statistics.size(); ++i) {
-        const QStringList& row = statistics[i];
+    for (int type = 0; type < countcore::kDataTypeCount; ++type) {
         TypeStatistics s;
-        s.name = row.value(0);
-        s.mean = imageresult::Cell(row.value(1));
-        s.standardDeviation = imageresult::Cell(row.value(2));
-        s.minimum = imageresult::Cell(row.value(3)).value_or(0.0);
-        s.maximum = imageresult::Cell(row.value(4)).value_or(0.0);
-        s.range = imageresult::Cell(row.value(5)).value_or(0.0);
-        s.sum = imageresult::Cell(row.value(6)).value_or(0.0);
-        s.count = imageresult::Cell(row.value(7)).value_or(0.0);
+        s.name = QString::fromLatin1(objectdata::MeasurementKey(type));
+        if (!valid.empty()) {
+            const countcore::Statistics core = countcore::TypeStatistics(type, valid, r.scale);
+            s.mean = core.mean;
+            s.standardDeviation = core.standardDeviation;
+            s.minimum = core.minimum;
+            s.maximum = core.maximum;
+            s.range = core.range;
+            s.sum = core.sum;
+        }
         result.statistics << s;
     }
     return result;

@@ -3,6 +3,7 @@
 #include "checkedfile.h"
 #include "picture.h"
 #include "report.h"
+#include "shapeoutputs.h"
 #include "tablewriters.h"
 
 #include <QStringList>
@@ -25,7 +26,7 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
     };
     auto writeSettingsBeside = [&](const QString& path) {
         // Nothing goes beside a device, a pipe or standard output.
-        if (!outputs::TakesSettingsBeside(path))
+        if (!outputs::SettingsBesideAllowed(path))
             return;
         const QString sidecar = outputs::SettingsPathBeside(path);
         if (settingsFiles.contains(sidecar))
@@ -57,12 +58,25 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
             error.isEmpty() && checkedfile::Write(outputs.annotated, picture::Png(image), &error);
         written(outputs.annotated, ok, error);
     }
-    if (!outputs.table.isEmpty()) {
+    // The data files: "-" is standard output.
+    auto writeData = [&](const QString& path, const QByteArray& data) {
         QString error;
-        if (written(outputs.table,
-                    checkedfile::Write(outputs.table, outputs::TableCsv(result), &error), error))
-            writeSettingsBeside(outputs.table);
+        const bool ok = path == QLatin1String("-") ? checkedfile::WriteStdout(data, &error)
+                                                   : checkedfile::Write(path, data, &error);
+        return written(path, ok, error);
+    };
+    if (!outputs.table.isEmpty() && writeData(outputs.table, outputs::TableCsv(result)))
+        writeSettingsBeside(outputs.table);
+    if (!outputs.labels.isEmpty()) {
+        QByteArray png;
+        QString error;
+        if (shapeoutputs::LabelPng(counted, &png, &error))
+            writeData(outputs.labels, png);
+        else
+            written(outputs.labels, false, error);
     }
+    if (!outputs.geojson.isEmpty())
+        writeData(outputs.geojson, shapeoutputs::GeoJson(counted, result));
 }
 
 } // namespace imageoutputs

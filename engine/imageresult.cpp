@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include <cmath>
+#include <cstdlib>
 
 namespace imageresult {
 
@@ -33,6 +34,31 @@ QStringList ReadStrings(const QJsonValue& value)
     return list;
 }
 
+template <class Iterator> QString Joined(Iterator begin, Iterator end)
+{
+    QByteArray text;
+    for (Iterator it = begin; it != end; ++it) {
+        if (it != begin)
+            text += ',';
+        text += objectdata::Number(*it);
+    }
+    return QString::fromLatin1(text);
+}
+
+std::vector<std::optional<double>> Split(const QString& text)
+{
+    std::vector<std::optional<double>> values;
+    for (const QString& field : text.split(QLatin1Char(','))) {
+        if (field.isEmpty()) {
+            values.push_back(std::nullopt);
+            continue;
+        }
+        const QByteArray latin = field.toLatin1();
+        values.push_back(latin.toDouble()); // C locale, exact
+    }
+    return values;
+}
+
 } // namespace
 
 std::optional<double> Cell(const QString& text)
@@ -51,29 +77,27 @@ QJsonObject ToJson(const ImageResult& r)
         json.insert("error", r.error);
         return json;
     }
+    json.insert("width", r.width);
+    json.insert("height", r.height);
     json.insert("count", r.count);
     json.insert("unit", r.unit);
+    json.insert("scale", r.scale);
     json.insert("meanArea", Optional(r.meanArea));
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
-    json.insert("columns", Strings(r.columns));
+    // Rows as text in key order, each value in its exact shortest form (Qt's
+    // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
-    for (const QList<double>& row : r.objects) {
-        QJsonObject object;
-        for (int i = 0; i < row.size() && i < r.columns.size(); ++i)
-            object.insert(r.columns[i], row[i]);
-        objects.append(object);
-    }
+    for (const objectdata::Row& row : r.objects)
+        objects.append(Joined(row.begin(), row.end()));
     json.insert("objects", objects);
     QJsonArray statistics;
-    for (const TypeStatistics& s : r.statistics)
-        statistics.append(QJsonObject{{"name", s.name},
-                                      {"mean", Optional(s.mean)},
-                                      {"standardDeviation", Optional(s.standardDeviation)},
-                                      {"minimum", s.minimum},
-                                      {"maximum", s.maximum},
-                                      {"range", s.range},
-                                      {"sum", s.sum},
-                                      {"count", s.count}});
+    for (const TypeStatistics& s : r.statistics) {
+        std::array<double, 6> values;
+        for (int k = 0; k < 6; ++k)
+            values[k] = s.values()[k].value_or(std::nan(""));
+        statistics.append(
+            QJsonObject{{"name", s.name}, {"values", Joined(values.begin(), values.end())}});
+    }
     json.insert("statistics", statistics);
     json.insert("outputs", Strings(r.outputs));
     if (!r.outputErrors.isEmpty())
@@ -93,36 +117,177 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     }
     if (!json.value("count").isDouble())
         return false;
+    r.width = json.value("width").toInt();
+    r.height = json.value("height").toInt();
     r.count = json.value("count").toInt();
     r.unit = json.value("unit").toString();
+    r.scale = json.value("scale").toDouble(1.0);
     r.meanArea = ReadOptional(json.value("meanArea"));
     const QJsonArray threshold = json.value("threshold").toArray();
     r.lowThreshold = threshold.at(0).toInt();
     r.highThreshold = threshold.at(1).toInt();
-    r.columns = ReadStrings(json.value("columns"));
     for (const QJsonValue& item : json.value("objects").toArray()) {
-        const QJsonObject object = item.toObject();
-        QList<double> row;
-        for (const QString& column : r.columns)
-            row << object.value(column).toDouble();
-        r.objects << row;
+        const std::vector<std::optional<double>> values = Split(item.toString());
+        objectdata::Row row{};
+        for (int i = 0; i < objectdata::kColumnCount; ++i)
+            row[i] = i < static_cast<int>(values.size()) ? values[i].value_or(std::nan(""))
+                                                         : std::nan("");
+        r.objects.push_back(row);
     }
     for (const QJsonValue& item : json.value("statistics").toArray()) {
         const QJsonObject o = item.toObject();
+        std::vector<std::optional<double>> values = Split(o.value("values").toString());
+        values.resize(6);
         TypeStatistics s;
         s.name = o.value("name").toString();
-        s.mean = ReadOptional(o.value("mean"));
-        s.standardDeviation = ReadOptional(o.value("standardDeviation"));
-        s.minimum = o.value("minimum").toDouble();
-        s.maximum = o.value("maximum").toDouble();
-        s.range = o.value("range").toDouble();
-        s.sum = o.value("sum").toDouble();
-        s.count = o.value("count").toDouble();
+        s.mean = values[0];
+        s.standardDeviation = values[1];
+        s.minimum = values[2];
+        s.maximum = values[3];
+        s.range = values[4];
+        s.sum = values[5];
         r.statistics << s;
     }
     r.outputs = ReadStrings(json.value("outputs"));
     r.outputErrors = ReadStrings(json.value("outputErrors"));
     return true;
+}
+
+namespace {
+
+void AppendString(QByteArray& out, const QString& text)
+{
+    out += '"';
+    for (const char c : text.toUtf8()) {
+        switch (c) {
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        default:
+            if (static_cast<unsigned char>(c) < 0x20)
+                out += QByteArray("\\u00") +
+                       QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
+            else
+                out += c;
+        }
+    }
+    out += '"';
+}
+
+void AppendNumber(QByteArray& out, double value)
+{
+    const QByteArray number = objectdata::Number(value);
+    out += number.isEmpty() ? QByteArray("null") : number;
+}
+
+void AppendKey(QByteArray& out, const char* key)
+{
+    out += '"';
+    out += key;
+    out += "\":";
+}
+
+} // namespace
+
+QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
+{
+    QByteArray out = "{";
+    AppendKey(out, "schema_version");
+    out += QByteArray::number(objectdata::kSchemaVersion);
+    out += ',';
+    AppendKey(out, "tool_version");
+    out += "\"" AUTOCOUNT_VERSION "\",";
+    AppendKey(out, "file");
+    AppendString(out, r.file);
+    out += ',';
+    AppendKey(out, "image_index");
+    out += QByteArray::number(index);
+    out += ',';
+    AppendKey(out, "error");
+    if (r.ok())
+        out += "null";
+    else
+        AppendString(out, r.error);
+    if (r.ok()) {
+        out += ',';
+        AppendKey(out, "width");
+        out += QByteArray::number(r.width) + ',';
+        AppendKey(out, "height");
+        out += QByteArray::number(r.height) + ',';
+        AppendKey(out, "unit");
+        AppendString(out, r.unit);
+        out += ',';
+        AppendKey(out, "scale");
+        AppendNumber(out, r.scale);
+        out += ',';
+        AppendKey(out, "count");
+        out += QByteArray::number(r.count) + ',';
+        AppendKey(out, "statistics");
+        out += '{';
+        for (int t = 0; t < r.statistics.size(); ++t) {
+            if (t > 0)
+                out += ',';
+            AppendKey(out, r.statistics[t].name.toUtf8().constData());
+            out += '{';
+            const auto values = r.statistics[t].values();
+            for (size_t k = 0; k < values.size(); ++k) {
+                if (k > 0)
+                    out += ',';
+                AppendKey(out, objectdata::StatisticKeys()[k]);
+                AppendNumber(out, values[k].value_or(std::nan("")));
+            }
+            out += '}';
+        }
+        out += "},";
+        AppendKey(out, "objects");
+        out += '[';
+        for (size_t o = 0; o < r.objects.size(); ++o) {
+            if (o > 0)
+                out += ',';
+            out += '{';
+            for (int c = 0; c < objectdata::kColumnCount; ++c) {
+                if (c > 0)
+                    out += ',';
+                AppendKey(out, objectdata::Keys()[c]);
+                AppendNumber(out, r.objects[o][c]);
+            }
+            out += '}';
+        }
+        out += ']';
+    }
+    if (withOutputs) {
+        out += ',';
+        AppendKey(out, "outputs");
+        out += '[';
+        for (int i = 0; i < r.outputs.size(); ++i) {
+            if (i > 0)
+                out += ',';
+            AppendString(out, r.outputs[i]);
+        }
+        out += "],";
+        AppendKey(out, "output_errors");
+        out += '[';
+        for (int i = 0; i < r.outputErrors.size(); ++i) {
+            if (i > 0)
+                out += ',';
+            AppendString(out, r.outputErrors[i]);
+        }
+        out += ']';
+    }
+    out += '}';
+    return out;
 }
 
 QString SummaryLine(const ImageResult& r)

@@ -3,42 +3,62 @@
 // The result of counting one image, as the run produces it, as a worker
 // process hands it back, and as the JSON output carries it.
 
+#include "objectdata.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <optional>
+#include <vector>
 
-/// Statistics of one enabled data type over the valid objects.
+/// Statistics of one data type over the valid objects, at full precision.
+/// Every value is empty when there is no object.
 struct TypeStatistics
 {
-    QString name;               ///< display name with unit, e.g. "Area_µm²"
-    std::optional<double> mean; ///< empty when there is no object (the module prints nan)
-    std::optional<double> standardDeviation;
-    double minimum = 0;
-    double maximum = 0;
-    double range = 0;
-    double sum = 0;
-    double count = 0;
+    QString name; ///< the measurement's key, e.g. "area"
+    std::optional<double> mean;
+    std::optional<double> standardDeviation; ///< population: divided by n
+    std::optional<double> minimum;
+    std::optional<double> maximum;
+    std::optional<double> range;
+    std::optional<double> sum;
+
+    /// The values in the order of objectdata::StatisticKeys().
+    std::array<std::optional<double>, 6> values() const
+    {
+        return {mean, standardDeviation, minimum, maximum, range, sum};
+    }
 };
 
 struct ImageResult
 {
-    QString file;                   ///< the input path as given
-    QString error;                  ///< why the image was not counted; empty on success
+    QString file;  ///< the input path as given
+    QString error; ///< why the image was not counted; empty on success
+    int width = 0; ///< image size in pixels
+    int height = 0;
     int count = 0;                  ///< valid objects
     QString unit;                   ///< length unit of the calibration
+    double scale = 1.0;             ///< units per pixel
     std::optional<double> meanArea; ///< calibrated; empty without objects
     int lowThreshold = 0;
     int highThreshold = 255;
-    QStringList columns;          ///< object table header: "NO." and the enabled types
-    QList<QList<double>> objects; ///< object table rows as numbers
+    /// One row per valid object, numbered 1..count, keyed by objectdata::Keys().
+    std::vector<objectdata::Row> objects;
+    /// One entry per data type, in data type order, named by its key.
     QList<TypeStatistics> statistics;
     QStringList outputs;      ///< files written for this image
     QStringList outputErrors; ///< outputs that could not be written, with the reason
 
     bool ok() const { return error.isEmpty(); }
+    /// Frees the object rows and statistics, keeping count, mean area and
+    /// the outputs: what a long batch keeps of each image once it is written.
+    void DropDetail()
+    {
+        std::vector<objectdata::Row>().swap(objects);
+        statistics = QList<TypeStatistics>();
+    }
     /// Counted, and every output written.
     bool complete() const { return ok() && outputErrors.isEmpty(); }
 };
@@ -51,6 +71,11 @@ bool FromJson(const QJsonObject& json, ImageResult& result);
 
 /// The one line printed per image: "FILE: N objects, mean area A unit²".
 QString SummaryLine(const ImageResult& result);
+
+/// The image as a data record: the JSON Lines object of --jsonl and an
+/// entry of --json, with @p index the image's 1-based input position.
+/// Values are written with objectdata::Number, so they read back exactly.
+QByteArray DataRecord(const ImageResult& result, int index, bool withOutputs = false);
 
 /// Converts a number cell of the module's tables; "nan" and the like give empty.
 std::optional<double> Cell(const QString& text);

@@ -1,10 +1,12 @@
 #include "tablewriters.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QLocale>
+
+#include <sys/stat.h>
 
 namespace outputs {
 
@@ -28,77 +30,114 @@ QByteArray CsvLine(const QStringList& fields)
     return quoted.join(QLatin1Char(',')).toUtf8() + '\n';
 }
 
-QString OptionalNumber(const std::optional<double>& value)
+QByteArray Field(double value)
 {
-    return value ? Number(*value) : QString();
+    return objectdata::Number(value);
+}
+
+QByteArray RowFields(const objectdata::Row& row)
+{
+    QByteArray line;
+    for (int c = 0; c < objectdata::kColumnCount; ++c) {
+        if (c > 0)
+            line += ',';
+        line += Field(row[c]);
+    }
+    return line;
+}
+
+QStringList KeyList()
+{
+    QStringList keys;
+    for (const char* key : objectdata::Keys())
+        keys << QString::fromLatin1(key);
+    return keys;
 }
 
 } // namespace
 
 QString Number(double value)
 {
-    return QString::number(value, 'g', QLocale::FloatingPointShortest);
+    return QString::fromLatin1(objectdata::Number(value));
+}
+
+QByteArray CsvUnitLine(const QString& unit)
+{
+    return "# unit: " + (unit.isEmpty() ? QByteArray("px") : unit.toUtf8()) + '\n';
 }
 
 QByteArray TableCsv(const ImageResult& result)
 {
-    QByteArray csv = CsvLine(result.columns);
-    for (const QList<double>& row : result.objects) {
-        QStringList fields;
-        for (double value : row)
-            fields << Number(value);
-        csv += CsvLine(fields);
-    }
+    QByteArray csv = CsvUnitLine(result.unit) + CsvLine(KeyList());
+    for (const objectdata::Row& row : result.objects)
+        csv += RowFields(row) + '\n';
     return csv;
 }
 
-QByteArray SummaryHeader(const QStringList& typeNames)
+QByteArray ObjectsCsvHeader(const QString& unit)
 {
-    static const char* const kStatistics[] = {
-        "mean", "standard deviation", "minimum", "maximum", "range", "sum"};
-    QStringList header = {QStringLiteral("file"), QStringLiteral("count")};
-    for (const QString& name : typeNames)
-        for (const char* statistic : kStatistics)
-            header << QStringLiteral("%1 %2").arg(name, QLatin1String(statistic));
-    header << QStringLiteral("error");
-    return CsvLine(header);
+    return CsvUnitLine(unit) +
+           CsvLine(QStringList{QStringLiteral("image"), QStringLiteral("image_index")} + KeyList());
 }
 
-QByteArray SummaryRow(const ImageResult& r, const QStringList& typeNames)
+QByteArray ObjectsCsvRows(const ImageResult& result, int index)
 {
-    QStringList fields = {r.file};
+    QByteArray csv;
+    const QByteArray lead = CsvField(result.file).toUtf8() + ',' + QByteArray::number(index) + ',';
+    for (const objectdata::Row& row : result.objects)
+        csv += lead + RowFields(row) + '\n';
+    return csv;
+}
+
+QByteArray SummaryCsvHeader(const QString& unit)
+{
+    QStringList header = {QStringLiteral("file"), QStringLiteral("image_index"),
+                          QStringLiteral("width"), QStringLiteral("height"),
+                          QStringLiteral("count")};
+    for (int type = 0; type < countcore::kDataTypeCount; ++type)
+        for (const char* statistic : objectdata::StatisticKeys())
+            header << QStringLiteral("%1_%2").arg(QLatin1String(objectdata::MeasurementKey(type)),
+                                                  QLatin1String(statistic));
+    header << QStringLiteral("error");
+    return CsvUnitLine(unit) + CsvLine(header);
+}
+
+QByteArray SummaryCsvRow(const ImageResult& r, int index)
+{
+    QStringList fields = {r.file, QString::number(index)};
     if (!r.ok()) {
-        fields << QString();
-        for (int i = 0; i < typeNames.size() * 6; ++i)
+        for (int i = 0; i < 3 + countcore::kDataTypeCount * 6; ++i)
             fields << QString();
         fields << r.error;
         return CsvLine(fields);
     }
-    fields << QString::number(r.count);
-    for (const QString& name : typeNames) {
+    fields << QString::number(r.width) << QString::number(r.height) << QString::number(r.count);
+    for (int type = 0; type < countcore::kDataTypeCount; ++type) {
         const TypeStatistics* found = nullptr;
         for (const TypeStatistics& s : r.statistics)
-            if (s.name == name)
+            if (s.name == QLatin1String(objectdata::MeasurementKey(type)))
                 found = &s;
-        if (!found) {
-            for (int i = 0; i < 6; ++i)
-                fields << QString();
-            continue;
+        for (int k = 0; k < 6; ++k) {
+            const std::optional<double> value =
+                found ? found->values()[k] : std::optional<double>();
+            fields << (value ? Number(*value) : QString());
         }
-        fields << OptionalNumber(found->mean) << OptionalNumber(found->standardDeviation)
-               << Number(found->minimum) << Number(found->maximum) << Number(found->range)
-               << Number(found->sum);
     }
     fields << r.outputErrors.join(QStringLiteral("; "));
     return CsvLine(fields);
 }
 
-QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& typeNames)
+bool SettingsBesideAllowed(const QString& path)
 {
-    QByteArray csv = SummaryHeader(typeNames);
-    for (const ImageResult& r : results)
-        csv += SummaryRow(r, typeNames);
-    return csv;
+    if (path == QLatin1String("-"))
+        return false;
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    if (absolute == QLatin1String("/dev") || absolute.startsWith(QLatin1String("/dev/")))
+        return false;
+    struct stat st;
+    if (::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode))
+        return false;
+    return true;
 }
 
 QString SettingsPathBeside(const QString& path)
@@ -106,18 +145,6 @@ QString SettingsPathBeside(const QString& path)
     const QFileInfo info(path);
     const QString base = info.suffix().isEmpty() ? info.fileName() : info.completeBaseName();
     return info.dir().filePath(base + QStringLiteral(".settings.json"));
-}
-
-bool TakesSettingsBeside(const QString& path)
-{
-    if (path == QLatin1String("-"))
-        return false;
-    const QFileInfo info(path);
-    const QString absolute = info.absoluteFilePath();
-    const QString resolved = info.exists() ? info.canonicalFilePath() : absolute;
-    if (absolute.startsWith(QLatin1String("/dev/")) || resolved.startsWith(QLatin1String("/dev/")))
-        return false;
-    return !info.exists() || info.isFile();
 }
 
 QByteArray SettingsFile(const CountSettings& settings, const QString& image)
@@ -129,13 +156,20 @@ QByteArray SettingsFile(const CountSettings& settings, const QString& image)
     return QJsonDocument(json).toJson(QJsonDocument::Indented);
 }
 
-QByteArray JsonDocument(const QList<ImageResult>& results, const CountSettings& settings)
+QByteArray JsonDocument(const QList<ImageResult>& results, const QList<int>& indexes,
+                        const CountSettings& settings)
 {
-    QJsonArray images;
-    for (const ImageResult& r : results)
-        images.append(imageresult::ToJson(r));
-    const QJsonObject json{{"settings", countsettings::ToJson(settings)}, {"images", images}};
-    return QJsonDocument(json).toJson(QJsonDocument::Indented);
+    QByteArray json =
+        "{\"schema_version\":" + QByteArray::number(objectdata::kSchemaVersion) +
+        ",\"tool_version\":\"" AUTOCOUNT_VERSION "\",\"settings\":" +
+        QJsonDocument(countsettings::ToJson(settings)).toJson(QJsonDocument::Compact) +
+        ",\"images\":[";
+    for (int i = 0; i < results.size(); ++i) {
+        json += i > 0 ? ",\n" : "\n";
+        json += imageresult::DataRecord(results[i], indexes.value(i, i + 1), true);
+    }
+    json += "\n]}\n";
+    return json;
 }
 
 } // namespace outputs

@@ -13,31 +13,46 @@
 
 namespace outputs {
 
-/// The object table: the module's header, then one row of numbers per object.
+/// The first line of every CSV data file: "# unit: UNIT", the calibration's
+/// length unit (px when uncalibrated). Readers skip it as a comment.
+QByteArray CsvUnitLine(const QString& unit);
+
+/// The object table of one image: the unit line, a header of the stable keys
+/// (objectdata::Keys()), then one row per object at full precision.
 QByteArray TableCsv(const ImageResult& result);
 
-/// One row per image: file, count, then mean, standard deviation, minimum,
-/// maximum, range and sum of each of @p typeNames, and the error, if any.
-QByteArray SummaryCsv(const QList<ImageResult>& results, const QStringList& typeNames);
-/// The summary's header line, and one image's row: the summary written as a
-/// batch goes.
-QByteArray SummaryHeader(const QStringList& typeNames);
-QByteArray SummaryRow(const ImageResult& result, const QStringList& typeNames);
+/// The header of the batch object table: the unit line, then "image",
+/// "image_index" and the stable keys.
+QByteArray ObjectsCsvHeader(const QString& unit);
+/// The rows of one image for the batch object table; none for an image
+/// without objects or that failed.
+QByteArray ObjectsCsvRows(const ImageResult& result, int index);
+
+/// The header of the summary: the unit line, then file, image_index, width,
+/// height, count, "KEY_STATISTIC" for every measurement and statistic
+/// ("area_mean", "area_std_dev", ...), and error.
+QByteArray SummaryCsvHeader(const QString& unit);
+/// One summary row; statistics are empty without objects, everything but
+/// file, index and error is empty for an image that failed.
+QByteArray SummaryCsvRow(const ImageResult& result, int index);
 
 /// "dir/name.settings.json" for "dir/name.ext": the settings written beside
 /// a report or table.
 QString SettingsPathBeside(const QString& path);
 
-/// True when a settings file may go beside @p path: a regular file (or one
-/// still to be made) outside /dev, not "-" (standard output), a device or a
-/// pipe.
-bool TakesSettingsBeside(const QString& path);
+/// True when the settings may be written beside @p path: not for standard
+/// output ("-"), paths under /dev/, nor character or block devices, FIFOs
+/// and sockets.
+bool SettingsBesideAllowed(const QString& path);
 
 /// A settings file that records @p settings and the image they were used on.
 QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString());
 
-/// The --json document: the settings and one entry per image.
-QByteArray JsonDocument(const QList<ImageResult>& results, const CountSettings& settings);
+/// The --json document: schema and tool version, the settings and one
+/// data record (imageresult::DataRecord) per image, with @p indexes their
+/// 1-based input positions.
+QByteArray JsonDocument(const QList<ImageResult>& results, const QList<int>& indexes,
+                        const CountSettings& settings);
 
 /// A number as CSV and JSON carry it: shortest form that reads back exactly.
 QString Number(double value);

@@ -9,7 +9,8 @@ packages=(
     libopencv-dev
     libxlsxwriter-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    python3 python3-openpyxl
+    python3 python3-openpyxl python3-jsonschema python3-pytest
+    libsqlite3-dev sqlite3
     xvfb xauth
     clang libclang-rt-14-dev
 )

@@ -59,7 +59,8 @@ void FuzzEngineCount(FuzzInput& in)
     Require(result.core.validContours.size() == result.core.validRecords.size(),
             "Count: contours and records are parallel");
     const ImageResult summary = countrun::Summarise(QStringLiteral("x"), result);
-    Require(summary.count == result.Count() && summary.objects.size() == summary.count,
+    Require(summary.count == result.Count() &&
+                static_cast<int>(summary.objects.size()) == summary.count,
             "Summarise: one row per object");
 }
 

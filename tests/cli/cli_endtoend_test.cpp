@@ -55,13 +55,16 @@ TEST_F(CliEndToEnd, CalibrationScalesAreasAndLengths)
     const QJsonObject pixels = Images({image})[0].toObject();
     const QJsonObject microns = Images({"--scale", "0.5", "--unit", "um", image})[0].toObject();
     // A quarter, exactly: scaling by a power of two loses nothing.
-    EXPECT_DOUBLE_EQ(microns.value("meanArea").toDouble(),
-                     pixels.value("meanArea").toDouble() * 0.25);
+    const auto area = [](const QJsonObject& image) {
+        return image.value("statistics").toObject().value("area").toObject();
+    };
+    EXPECT_DOUBLE_EQ(area(microns).value("mean").toDouble(),
+                     area(pixels).value("mean").toDouble() * 0.25);
+    EXPECT_EQ(microns.value("unit").toString(), "um");
     const QJsonObject first = microns.value("objects").toArray()[0].toObject();
     const QJsonObject firstPx = pixels.value("objects").toArray()[0].toObject();
-    EXPECT_DOUBLE_EQ(first.value("Area_um²").toDouble(),
-                     firstPx.value("Area_px²").toDouble() * 0.25);
-    EXPECT_EQ(first.value("Roundness").toDouble(), firstPx.value("Roundness").toDouble());
+    EXPECT_DOUBLE_EQ(first.value("area").toDouble(), firstPx.value("area").toDouble() * 0.25);
+    EXPECT_EQ(first.value("roundness").toDouble(), firstPx.value("roundness").toDouble());
 }
 
 TEST_F(CliEndToEnd, FiltersDropWhatLiesOutsideTheirRange)
@@ -77,7 +80,8 @@ TEST_F(CliEndToEnd, FiltersDropWhatLiesOutsideTheirRange)
     const QJsonObject bare =
         Images({"--no-default-filters", "--filter", "Diameter=30:", image})[0].toObject();
     EXPECT_EQ(bare.value("count").toInt(), 10);
-    EXPECT_EQ(bare.value("columns").toArray(), (QJsonArray{"NO.", "Diameter_px"}));
+    // The keys stay the same whatever the filters.
+    EXPECT_EQ(bare.value("objects").toArray()[0].toObject().keys().size(), 22);
 }
 
 TEST_F(CliEndToEnd, ParallelWorkersGiveTheSameResultsInTheSameOrder)
@@ -138,7 +142,9 @@ TEST_F(CliEndToEnd, BadImagesAreReportedAndTheBatchGoesOn)
     EXPECT_TRUE(lines[1].contains("d.png: 12 objects"));
     EXPECT_TRUE(o.err.contains("c.png: corrupt")) << o.err.toStdString();
     // Every input has its row, the failed one with the reason.
-    EXPECT_EQ(QString::fromUtf8(Read("s.csv")).trimmed().split('\n').size(), 1 + 3);
+    // Every input has its row, the failed one with the reason, after the
+    // unit line and the header.
+    EXPECT_EQ(QString::fromUtf8(Read("s.csv")).trimmed().split('\n').size(), 2 + 3);
 
     // With isolation, a worker process that dies costs only the image it was
     // counting.
@@ -191,6 +197,7 @@ TEST_F(CliEndToEnd, OutputsAppearWholeOrNotAtAll)
     ASSERT_TRUE(old.open(QIODevice::WriteOnly));
     old.write("old\n");
     old.close();
+    // A full disk for the table (and its temporary file).
     const Outcome o = Run({"--table", "table.csv", "--summary", "summary.csv", image},
                           {"LD_PRELOAD=" AUTOCOUNT_ENOSPC_SHIM, "ENOSPC_SHIM_PATTERN=table.csv"});
     EXPECT_EQ(o.exitCode, 1);

@@ -115,8 +115,9 @@ TEST_F(CliFaults, SignalsEndTheBatchWithTheFinishedImagesKept)
         EXPECT_TRUE(o.err.contains("interrupted by " + c.second + ": 3 of 6 images counted"))
             << o.err.toStdString();
         const QStringList summary = Lines(QString::fromUtf8(Read("out/s.csv")));
-        ASSERT_EQ(summary.size(), 1 + 3 + 1) << Read("out/s.csv").toStdString();
-        EXPECT_TRUE(summary[1].startsWith("batch/img01.png,4,"));
+        // The unit line, the header, three rows and the mark.
+        ASSERT_EQ(summary.size(), 2 + 3 + 1) << Read("out/s.csv").toStdString();
+        EXPECT_TRUE(summary[2].startsWith("batch/img01.png,1,")) << summary[2].toStdString();
         EXPECT_EQ(summary.last(), "# incomplete: " + c.second + " after 3 of 6 images");
         EXPECT_EQ(QDir(Path("out")).entryList({"*.csv"}),
                   (QStringList{"img01.csv", "img02.csv", "img03.csv", "s.csv"}));
@@ -149,7 +150,7 @@ TEST_F(CliFaults, KilledMidReportEveryFinishedImageStaysAndTheNextRunSweeps)
     EXPECT_TRUE(Read("img01.xlsx").startsWith("PK"));
     EXPECT_TRUE(Read("img02.xlsx").startsWith("PK"));
     EXPECT_FALSE(QFileInfo::exists(Path("img03.xlsx")));
-    EXPECT_EQ(Lines(QString::fromUtf8(Read("s.csv"))).size(), 1 + 2);
+    EXPECT_EQ(Lines(QString::fromUtf8(Read("s.csv"))).size(), 2 + 2); // unit, header, rows
     // What the killed run left is swept by the next run once it is stale.
     const QStringList left = Temporaries();
     ASSERT_EQ(left.size(), 1);

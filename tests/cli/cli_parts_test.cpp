@@ -162,23 +162,31 @@ TEST(CliOutputs, NumbersSummaryAndProgressText)
     good.file = "a,b.png";
     good.count = 2;
     TypeStatistics area;
-    area.name = "Area_px²";
+    area.name = "area";
     area.mean = 12.5;
     area.standardDeviation = 2.5;
     area.minimum = 10;
     area.maximum = 15;
     area.range = 5;
     area.sum = 25;
-    area.count = 2;
     good.statistics << area;
+    good.width = 40;
+    good.height = 30;
     ImageResult bad;
     bad.file = "c.png";
     bad.error = "corrupt or truncated image";
-    EXPECT_EQ(QString::fromUtf8(outputs::SummaryCsv({good, bad}, {"Area_px²"})),
-              QStringLiteral("file,count,Area_px² mean,Area_px² standard deviation,Area_px² "
-                             "minimum,Area_px² maximum,Area_px² range,Area_px² sum,error\n"
-                             "\"a,b.png\",2,12.5,2.5,10,15,5,25,\n"
-                             "c.png,,,,,,,,corrupt or truncated image\n"));
+    // Every measurement has its six statistics under fixed keys; a type
+    // without statistics (here all but the area) leaves its cells empty.
+    const QString header = QString::fromUtf8(outputs::SummaryCsvHeader("px"));
+    EXPECT_TRUE(header.startsWith("# unit: px\nfile,image_index,width,height,count,area_mean,"
+                                  "area_std_dev,area_min,area_max,area_range,area_sum,"
+                                  "perimeter_mean,"));
+    EXPECT_TRUE(header.endsWith(",min_gray_range,min_gray_sum,error\n"));
+    const QString empty14 = QString(",").repeated(14 * 6);
+    EXPECT_EQ(QString::fromUtf8(outputs::SummaryCsvRow(good, 3)),
+              "\"a,b.png\",3,40,30,2,12.5,2.5,10,15,5,25" + empty14 + ",\n");
+    EXPECT_EQ(QString::fromUtf8(outputs::SummaryCsvRow(bad, 4)),
+              "c.png,4" + QString(",").repeated(3 + 15 * 6) + ",corrupt or truncated image\n");
 
     EXPECT_EQ(ProgressBar::Text(0, 4, 0, 8), "[........] 0/4 images, estimating");
     // Two images in 10 s: two more take another 10 s.
