@@ -15,10 +15,14 @@ using syntheticcells::Random;
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kGap = 3;             // pixels between objects that do not touch
 constexpr int kPlacementTries = 60; // random positions tried per cluster
-// A touching pair must meet in a neck: the line where the two shapes cross
-// is at most this share of the narrower one's width. Wider contacts are not
-// visible in the outline at all, and no one could separate them by shape.
-constexpr double kMaxNeckShare = 0.6;
+// A touching pair must meet in a neck: where the two outlines come within
+// two pixels of each other spans at most this share of the narrower one's width.
+// Wider contacts barely show in the outline, and shape alone cannot tell
+// them from one object. Long flat contacts of two elongated objects side by
+// side are the ones this rule leaves out.
+constexpr double kMaxNeckShare = 0.7;
+// Ellipses are at least six pixels across.
+constexpr double kMinHalfWidth = 3.0;
 
 double Unit(Random& random)
 {
@@ -175,7 +179,10 @@ public:
     // An ellipse of the area of a disc of radius @p r.
     Shape Ellipse(cv::Point2d c, double r)
     {
-        const double aspect = Between(random_, 1.0, std::max(1.0, p_.maxAspect));
+        // Nothing narrower than 2 * kMinHalfWidth pixels.
+        const double widest =
+            std::max(1.0, std::min(p_.maxAspect, r * r / (kMinHalfWidth * kMinHalfWidth)));
+        const double aspect = Between(random_, 1.0, widest);
         const double a = r * std::sqrt(aspect), b = r / std::sqrt(aspect);
         Shape s;
         s.parts.push_back(Part::Ellipse(c, a, b, Between(random_, 0.0, kPi)));
@@ -184,23 +191,26 @@ public:
         return s;
     }
 
-    // Width, across the line from @p a's centre to @p b's, of the pixels
-    // the two share.
+    // Width of the neck where @p a and @p b join: the longest span of the
+    // pixels where their outlines come closer than two pixels (soft edges
+    // and thresholding join them there, not only where they overlap).
     static double NeckWidth(const Shape& a, const Shape& b)
     {
-        const cv::Point2d d = b.centre - a.centre;
-        const double len = std::sqrt(d.dot(d));
-        const cv::Point2d across(-d.y / len, d.x / len);
-        double lo = 1e300, hi = -1e300;
-        const cv::Rect box = a.Box(0) & b.Box(0);
+        std::vector<cv::Point> shared;
+        const cv::Rect box = a.Box(1.0) & b.Box(1.0);
         for (int y = box.y; y < box.y + box.height; ++y)
             for (int x = box.x; x < box.x + box.width; ++x)
-                if (a.Contains(x, y) && b.Contains(x, y)) {
-                    const double t = x * across.x + y * across.y;
-                    lo = std::min(lo, t);
-                    hi = std::max(hi, t);
-                }
-        return hi >= lo ? hi - lo + 1.0 : 0.0;
+                if (a.Contains(x, y, 1.0) && b.Contains(x, y, 1.0))
+                    shared.emplace_back(x, y);
+        if (shared.empty())
+            return 0.0;
+        std::vector<cv::Point> hull;
+        cv::convexHull(shared, hull);
+        double longest = 0.0;
+        for (const cv::Point& p : hull)
+            for (const cv::Point& q : hull)
+                longest = std::max(longest, cv::norm(p - q));
+        return longest + 1.0;
     }
 
     static bool Near(const Shape& a, const Shape& b, double grow)
@@ -224,10 +234,9 @@ public:
             const double theta = Between(random_, 0.0, 2 * kPi);
             const double reachParent = parent.parts[0].Reach(theta);
             const double reachChild = child.parts[0].Reach(theta + kPi);
-            // Overlap along the line of centres: at least a pixel, at most a
+            // Overlap along the line of centres: from none (touching) to a
             // third of the smaller radius in that direction.
-            const double depth =
-                Between(random_, 1.0, std::max(1.0, std::min(reachParent, reachChild) / 3.0));
+            const double depth = Between(random_, 0.0, std::min(reachParent, reachChild) / 3.0);
             const double step = reachParent + reachChild - depth;
             child.Shift(parent.centre +
                         cv::Point2d(step * std::cos(theta), step * std::sin(theta)));
@@ -337,14 +346,14 @@ public:
                 break;
             }
             case Kind::Dumbbell: {
-                // Two bulbs joined by a bar four fifths as wide: one object.
+                // Two bulbs joined by a bar nine tenths as wide: one object.
                 const double r = p_.minRadius * Between(random_, 1.5, 2.5);
                 const cv::Point2d end = dir * (1.75 * r);
                 Shape s;
                 s.parts.push_back(Part::Ellipse(-end, r, r, 0.0));
                 s.parts.push_back(Part::Ellipse(end, r, r, 0.0));
-                s.parts.push_back(Part::Capsule(-end, end, 0.8 * r));
-                s.minorRadius = 0.8 * r;
+                s.parts.push_back(Part::Capsule(-end, end, 0.9 * r));
+                s.minorRadius = 0.9 * r;
                 group.push_back(s);
                 break;
             }
@@ -378,22 +387,20 @@ public:
         }
     }
 
-    // Discs on a hexagonal grid a little closer than their diameter, beyond
-    // the image border on every side: nearly every object touches its
-    // neighbours, and the gaps where three meet stay open.
+    // Discs on a square grid a little closer than their diameter, beyond the
+    // image border on every side: nearly every object touches its four
+    // neighbours, and the gaps where four meet stay open.
     void FillDense()
     {
-        const double r0 = p_.minRadius * 1.6;
-        const double spacing = 1.94 * r0;
-        const double rowStep = spacing * std::sqrt(3.0) / 2.0;
-        int row = 0;
-        for (double y = -r0; y < p_.size.height + r0; y += rowStep, ++row) {
-            for (double x = -r0 + (row % 2) * spacing / 2; x < p_.size.width + r0; x += spacing) {
+        const double r0 = std::max(8.0, p_.minRadius * 1.6);
+        const double spacing = 1.9 * r0;
+        for (double y = -r0; y < p_.size.height + r0; y += spacing) {
+            for (double x = -r0; x < p_.size.width + r0; x += spacing) {
                 if (Unit(random_) < 0.04)
                     continue; // a few gaps
                 const cv::Point2d c(x + Between(random_, -0.04, 0.04) * r0,
                                     y + Between(random_, -0.04, 0.04) * r0);
-                const double r = r0 * Between(random_, 0.94, 1.04);
+                const double r = r0 * Between(random_, 0.95, 1.05);
                 Shape s;
                 s.parts.push_back(Part::Ellipse(c, r, r, 0.0));
                 s.centre = c;

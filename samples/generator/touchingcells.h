@@ -28,7 +28,7 @@ enum class Kind
     Mixed,      ///< singles and clusters of touching objects, away from each other
     DenseField, ///< nearly every object touches its neighbours, up to the border
     Ring,       ///< rings of 8 to 12 touching discs around background, plus a mixed field
-    Dumbbell,   ///< dumbbells (two bulbs joined by a wide bar), plus a mixed field
+    Dumbbell,   ///< dumbbells (two bulbs joined by a bar 0.9 as wide), plus a mixed field
     Rod,        ///< capsules of aspect 4, plus a mixed field
     Hole,       ///< objects with a hole (a bright nucleus), plus a mixed field
 };
