@@ -188,7 +188,7 @@ struct AlgDistanceCutOptions
 {
     /// Expert knob, 1 by default; higher values split more. A maximum of the
     /// distance map becomes an object of its own when it rises above the
-    /// saddle to its higher neighbour by 0.4 / sensitivity of (saddle + 1 px).
+    /// saddle to its higher neighbour by 0.13 / sensitivity of (saddle + 1 px).
     double sensitivity = 1.0;
     /// When set and true, the cut stops; checked between objects and inside
     /// the flood.
