@@ -49,7 +49,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <queue>
 #include <vector>
 
 namespace {
@@ -67,11 +66,14 @@ constexpr int kBatches = 32;
 // How far an object that meets the image border is carried beyond it.
 constexpr int kMinReach = 4;
 constexpr int kMaxReach = 64;
+// Boxes of more pixels than this give buffers back as soon as they are done.
+constexpr int kLargeBox = 1 << 20;
 // The flood looks at the cancel flag every this many pixels.
 constexpr int kCancelStride = 1 << 14;
 
-constexpr int kLine = -1;   // cut pixel
-constexpr int kQueued = -2; // waiting in the flood's queue
+constexpr int kLine = -1;       // cut pixel
+constexpr int kQueued = -2;     // waiting in the flood's queue
+constexpr int kBackground = -3; // not part of the object
 
 struct Cancelled
 {
@@ -119,7 +121,7 @@ public:
 
         const int x0 = left + 1, y0 = top + 1;
         for (int y = 0; y < box.height; ++y) {
-            const int* cut = &region_[static_cast<size_t>(y + y0) * cols_ + x0];
+            const int* cut = &labels_[static_cast<size_t>(y + y0) * cols_ + x0];
             const uchar* o = object_.ptr<uchar>(y + y0) + x0;
             uchar* r = result.ptr<uchar>(box.y + y) + box.x;
             for (int x = 0; x < box.width; ++x)
@@ -136,24 +138,15 @@ private:
     }
 
     // Seeds and flood over the non-zero pixels of @p mask (the padded box).
-    // Returns the number of seeds; region_ holds the pieces when there are two
+    // Returns the number of seeds; labels_ holds the pieces when there are two
     // or more.
     int Separate(const cv::Mat& mask)
     {
-        cv::distanceTransform(mask, dist_, cv::DIST_L2, cv::DIST_MASK_PRECISE, CV_32F);
         const int n = rows_ * cols_;
+        const int top = SquaredDistances(mask);
 
         // Squared distances are whole numbers: a counting sort orders the
         // pixels from the highest distance down, ties in raster order.
-        key_.assign(n, -1);
-        int top = 0;
-        for (int i = 0; i < n; ++i) {
-            const float d = dist_.ptr<float>()[i];
-            if (d > 0.f) {
-                key_[i] = static_cast<int>(std::lround(static_cast<double>(d) * d));
-                top = std::max(top, key_[i]);
-            }
-        }
         start_.assign(static_cast<size_t>(top) + 2, 0);
         for (int i = 0; i < n; ++i)
             if (key_[i] >= 0)
@@ -167,109 +160,185 @@ private:
                 order_[start_[top - key_[i]]++] = i;
 
         FindSeeds(pixels);
-        if (seeds_ > 1)
-            Flood();
-        return seeds_;
+        if (n > kLargeBox) {
+            // The order is not needed any more; a large box gives its memory
+            // back before the flood takes its own.
+            std::vector<int>().swap(order_);
+        }
+        if (seeds_.size() > 1)
+            Flood(top);
+        if (n > kLargeBox)
+            std::vector<std::vector<int>>().swap(levels_);
+        return static_cast<int>(seeds_.size());
+    }
+
+    // key_ = squared Euclidean distance to the nearest zero pixel of @p mask
+    // (exact), -1 on zero pixels. Vertical distances first, then the lower
+    // envelope of parabolas along each row (Felzenszwalb and Huttenlocher,
+    // "Distance Transforms of Sampled Functions", 2012). The frame of @p mask
+    // is zero, so every column and row holds a zero pixel. Returns the
+    // largest value.
+    int SquaredDistances(const cv::Mat& mask)
+    {
+        key_.resize(static_cast<size_t>(rows_) * cols_);
+        run_.assign(cols_, 0);
+        for (int y = 0; y < rows_; ++y) {
+            const uchar* m = mask.ptr<uchar>(y);
+            int* k = &key_[static_cast<size_t>(y) * cols_];
+            for (int x = 0; x < cols_; ++x) {
+                run_[x] = m[x] ? run_[x] + 1 : 0;
+                k[x] = run_[x];
+            }
+        }
+        run_.assign(cols_, 0);
+        for (int y = rows_ - 1; y >= 0; --y) {
+            const uchar* m = mask.ptr<uchar>(y);
+            int* k = &key_[static_cast<size_t>(y) * cols_];
+            for (int x = 0; x < cols_; ++x) {
+                run_[x] = m[x] ? run_[x] + 1 : 0;
+                const long long d = std::min(k[x], run_[x]);
+                k[x] = static_cast<int>(d * d);
+            }
+        }
+        // Along the rows: d(x) = min over x' of f(x') + (x - x')^2.
+        envelope_.resize(cols_);
+        bounds_.resize(cols_ + 1);
+        row_.resize(cols_);
+        int top = 0;
+        for (int y = 0; y < rows_; ++y) {
+            int* k = &key_[static_cast<size_t>(y) * cols_];
+            std::copy(k, k + cols_, row_.begin());
+            auto cross = [&](int q, int v) {
+                const double fq = static_cast<double>(row_[q]) + static_cast<double>(q) * q;
+                const double fv = static_cast<double>(row_[v]) + static_cast<double>(v) * v;
+                return (fq - fv) / (2.0 * (q - v));
+            };
+            int last = 0;
+            envelope_[0] = 0;
+            bounds_[0] = -std::numeric_limits<double>::infinity();
+            bounds_[1] = std::numeric_limits<double>::infinity();
+            for (int q = 1; q < cols_; ++q) {
+                double at = cross(q, envelope_[last]);
+                while (at <= bounds_[last]) {
+                    --last;
+                    at = cross(q, envelope_[last]);
+                }
+                ++last;
+                envelope_[last] = q;
+                bounds_[last] = at;
+                bounds_[last + 1] = std::numeric_limits<double>::infinity();
+            }
+            const uchar* m = mask.ptr<uchar>(y);
+            int j = 0;
+            for (int x = 0; x < cols_; ++x) {
+                while (bounds_[j + 1] < x)
+                    ++j;
+                if (!m[x]) {
+                    k[x] = -1;
+                    continue;
+                }
+                const long long dx = x - envelope_[j];
+                k[x] = static_cast<int>(dx * dx + row_[envelope_[j]]);
+                top = std::max(top, k[x]);
+            }
+        }
+        return top;
     }
 
     int Find(int p)
     {
-        while (parent_[p] != p) {
-            parent_[p] = parent_[parent_[p]];
-            p = parent_[p];
+        while (labels_[p] != p) {
+            labels_[p] = labels_[labels_[p]];
+            p = labels_[p];
         }
         return p;
     }
 
+    // Union-find over labels_, from the highest distance down. The root of
+    // every region is its peak, the region's first pixel in the order.
     void FindSeeds(int pixels)
     {
         const int n = rows_ * cols_;
         const int offsets[8] = {-cols_ - 1, -cols_, -cols_ + 1, -1, 1, cols_ - 1, cols_, cols_ + 1};
-        const float* dist = dist_.ptr<float>();
-        parent_.assign(n, -1);
-        peak_.resize(n);
-        seed_.assign(n, 0);
-        standOut_.resize(n);
+        labels_.assign(n, -1);
+        seeds_.clear();
         for (int j = 0; j < pixels; ++j) {
             const int p = order_[j];
-            parent_[p] = p;
-            peak_[p] = p;
+            labels_[p] = p;
             for (int o : offsets) {
                 const int q = p + o; // the padding keeps q inside the box
-                if (parent_[q] < 0)
+                if (labels_[q] < 0)
                     continue;
                 const int a = Find(q);
                 const int b = Find(p);
                 if (a == b)
                     continue;
-                // The region whose peak came first in the order is the higher.
-                const bool aHigher = dist[peak_[a]] > dist[peak_[b]] ||
-                                     (dist[peak_[a]] == dist[peak_[b]] && peak_[a] < peak_[b]);
+                // Of two equal peaks the one earlier in raster order came first.
+                const bool aHigher = key_[a] > key_[b] || (key_[a] == key_[b] && a < b);
                 const int high = aHigher ? a : b;
                 const int low = aHigher ? b : a;
-                const double saddle = dist[p];
-                const double rise = dist[peak_[low]] - saddle;
+                const double saddle = std::sqrt(static_cast<double>(key_[p]));
+                const double rise = std::sqrt(static_cast<double>(key_[low])) - saddle;
                 const double standOut = rise / (saddle + kHeightOffset);
-                if (standOut >= relativeHeight_) {
-                    seed_[peak_[low]] = 1;
-                    standOut_[peak_[low]] = static_cast<float>(standOut);
-                }
-                parent_[low] = high;
+                if (standOut >= relativeHeight_)
+                    seeds_.push_back({low, static_cast<float>(standOut)});
+                labels_[low] = high;
             }
         }
-        seeds_ = 0;
         for (int j = 0; j < pixels; ++j) {
             const int p = order_[j];
-            if (parent_[p] == p) {
-                seed_[peak_[p]] = 1;
-                standOut_[peak_[p]] = std::numeric_limits<float>::infinity();
-            }
-            seeds_ += seed_[p];
+            if (labels_[p] == p)
+                seeds_.push_back({p, std::numeric_limits<float>::infinity()});
         }
     }
 
-    void Flood()
+    // Flood from the seeds over labels_: highest distance first, first in
+    // first out on one level (a queue per level).
+    void Flood(int top)
     {
         const int n = rows_ * cols_;
         const int offsets[8] = {-cols_ - 1, -cols_, -cols_ + 1, -1, 1, cols_ - 1, cols_, cols_ + 1};
-        region_.assign(n, 0);
-        pixelOfPush_.clear();
-        // Highest distance first; on one level, the earlier push first.
-        std::priority_queue<std::uint64_t> queue;
+        // Background is marked in labels_ itself, so that looking at a
+        // neighbour touches one array only.
+        for (int i = 0; i < n; ++i)
+            labels_[i] = key_[i] < 0 ? kBackground : 0;
+        levels_.resize(static_cast<size_t>(top) + 1);
+        heads_.assign(static_cast<size_t>(top) + 1, 0);
+        int current = -1;
         auto pushNeighbours = [&](int p) {
             for (int o : offsets) {
                 const int q = p + o; // the padding keeps q inside the box
-                if (key_[q] < 0 || region_[q] != 0)
+                if (labels_[q] != 0)
                     continue;
-                region_[q] = kQueued;
-                const auto order = static_cast<std::uint32_t>(pixelOfPush_.size());
-                pixelOfPush_.push_back(q);
-                queue.push((static_cast<std::uint64_t>(key_[q]) << 32) | (0xffffffffu - order));
+                labels_[q] = kQueued;
+                levels_[key_[q]].push_back(q);
+                current = std::max(current, key_[q]);
             }
         };
-        int label = 0;
         pieceStandOut_.assign(1, 0.f);
-        for (int p : order_) {
-            if (seed_[p]) {
-                region_[p] = ++label;
-                pieceStandOut_.push_back(standOut_[p]);
-            }
+        for (const Seed& seed : seeds_) {
+            labels_[seed.pixel] = static_cast<int>(pieceStandOut_.size());
+            pieceStandOut_.push_back(seed.standOut);
         }
-        for (int p : order_)
-            if (seed_[p])
-                pushNeighbours(p);
+        for (const Seed& seed : seeds_)
+            pushNeighbours(seed.pixel);
 
         int steps = 0;
-        while (!queue.empty()) {
-            const auto order = 0xffffffffu - static_cast<std::uint32_t>(queue.top());
-            queue.pop();
-            const int p = pixelOfPush_[order];
+        while (current >= 0) {
+            std::vector<int>& level = levels_[current];
+            if (heads_[current] == level.size()) {
+                level.clear();
+                heads_[current] = 0;
+                --current;
+                continue;
+            }
+            const int p = level[heads_[current]++];
             if (++steps % kCancelStride == 0)
                 CheckCancel();
             int found = 0;
             bool clash = false;
             for (int o : offsets) {
-                const int r = region_[p + o];
+                const int r = labels_[p + o];
                 if (r > 0 && found == 0)
                     found = r;
                 else if (r > 0 && r != found)
@@ -278,10 +347,10 @@ private:
             // Every queued pixel has a labelled neighbour; a pixel that sees
             // two floods is where they meet.
             if (clash || found == 0) {
-                region_[p] = kLine;
+                labels_[p] = kLine;
                 continue;
             }
-            region_[p] = found;
+            labels_[p] = found;
             pushNeighbours(p);
         }
     }
@@ -316,7 +385,7 @@ private:
                 continue;
             Rim& rim = rims[h[p]];
             for (int o : offsets) {
-                const int r = region_[p + o];
+                const int r = labels_[p + o];
                 if (r <= 0)
                     continue;
                 rim.weakest = std::min(rim.weakest, pieceStandOut_[r]);
@@ -350,12 +419,21 @@ private:
     double relativeHeight_;
     const std::atomic<bool>* cancel_;
     int rows_ = 0, cols_ = 0;
-    int seeds_ = 0;
-    cv::Mat object_, filled_, dist_;
-    std::vector<int> key_, start_, order_, parent_, peak_, region_, pixelOfPush_;
-    std::vector<char> seed_;
-    std::vector<float> standOut_;      // per seed pixel: rise / (saddle + c)
-    std::vector<float> pieceStandOut_; // the same per flood label
+    cv::Mat object_, filled_;
+    std::vector<int> run_, envelope_, row_;
+    std::vector<double> bounds_;
+    struct Seed
+    {
+        int pixel;
+        float standOut; // rise / (saddle + c); infinite for a region's highest peak
+    };
+    // key_: squared distances; labels_: union-find parents, then the flood's
+    // labels (kLine, kQueued, 0 unreached, piece numbers from 1).
+    std::vector<int> key_, start_, order_, labels_;
+    std::vector<std::vector<int>> levels_;
+    std::vector<size_t> heads_;
+    std::vector<Seed> seeds_;
+    std::vector<float> pieceStandOut_; // per piece: its seed's standOut
 };
 
 } // namespace
