@@ -22,19 +22,21 @@
 //    tenths as wide as its bulbs stayed at or below 0.11. Hence k = 0.13 and
 //    c = 1 px; c keeps one-pixel jags of small objects below the bar. A rod
 //    or an ellipse has no second maximum but those jags.
-// 3. A flood from the seeds, highest distance first (priority queue, first in
-//    first out on one level). A pixel whose 8-neighbours already carry two
+// 3. A flood from the seeds, highest distance first (a queue per level; what
+//    waits on a level when its turn comes in raster order, what joins it
+//    later first in first out). A pixel whose 8-neighbours already carry two
 //    different floods becomes a cut pixel; so no two pieces touch, even
 //    diagonally, and the cut lines are one pixel wide.
 // 4. Holes. Two convex objects that overlap cannot enclose background, so a
-//    hole whose rim, after the flood without it, belongs to at most two
-//    pieces lies inside one object (a nucleus, a highlight). So does a hole
-//    with three rim pieces of which one stands out by less than twice k: the
-//    jags of a thin rim around a small nucleus split it into a few weak
-//    pieces. Such holes are filled for the distance map and the seeds and
-//    flood are redone. Holes with four or more pieces on their rim (a ring
-//    of objects, the gaps of a dense field) or three firm ones are
-//    background between objects and stay.
+//    hole whose rim, after the flood, belongs to at most two pieces lies
+//    inside one object (a nucleus, a highlight). So does a hole with three
+//    rim pieces of which one stands out by less than twice k: the jags of a
+//    thin rim around a small nucleus split it into a few weak pieces. The
+//    pieces around such holes are cut again on their own, with the holes
+//    filled for the distance map (the cuts between them and the other pieces
+//    stay). Holes with four or more pieces on their rim (a ring of objects,
+//    the gaps of a dense field) or three firm ones are background between
+//    objects.
 //
 // The output is the input with the cut pixels cleared; an object that is not
 // cut keeps every pixel.
@@ -116,8 +118,7 @@ public:
 
         if (Separate(object_) <= 1)
             return;
-        if (FillEnclosedHoles() && Separate(object_ | filled_) <= 1)
-            return;
+        RecutAroundInnerHoles();
 
         const int x0 = left + 1, y0 = top + 1;
         for (int y = 0; y < box.height; ++y) {
@@ -142,6 +143,8 @@ private:
     // or more.
     int Separate(const cv::Mat& mask)
     {
+        rows_ = mask.rows;
+        cols_ = mask.cols;
         const int n = rows_ * cols_;
         const int top = SquaredDistances(mask);
 
@@ -304,6 +307,7 @@ private:
             labels_[i] = key_[i] < 0 ? kBackground : 0;
         levels_.resize(static_cast<size_t>(top) + 1);
         heads_.assign(static_cast<size_t>(top) + 1, 0);
+        sorted_.assign(static_cast<size_t>(top) + 1, 0);
         int current = -1;
         auto pushNeighbours = [&](int p) {
             for (int o : offsets) {
@@ -329,8 +333,17 @@ private:
             if (heads_[current] == level.size()) {
                 level.clear();
                 heads_[current] = 0;
+                sorted_[current] = 0;
                 --current;
                 continue;
+            }
+            if (!sorted_[current]) {
+                // What waits on a level when its turn comes goes in raster
+                // order, which keeps the memory reads of a large box close
+                // together; what joins later follows first in first out.
+                std::sort(level.begin() + static_cast<std::ptrdiff_t>(heads_[current]),
+                          level.end());
+                sorted_[current] = 1;
             }
             const int p = level[heads_[current]++];
             if (++steps % kCancelStride == 0)
@@ -355,23 +368,32 @@ private:
         }
     }
 
-    // Fills into filled_ the holes of object_ that lie inside one object:
-    // those with at most two pieces on their rim, and those with three of
-    // which one does not stand out firmly (the jags of a thin rim around a
-    // nucleus can split it into three weak pieces). Four or more pieces, or
-    // three firm ones, ring background between objects. Returns whether any
-    // was filled.
-    bool FillEnclosedHoles()
+    int FindGroup(int g)
+    {
+        while (groups_[g] != g) {
+            groups_[g] = groups_[groups_[g]];
+            g = groups_[g];
+        }
+        return g;
+    }
+
+    // Cuts again, with their holes filled, the pieces around each hole of
+    // object_ that lies inside one object: a hole with at most two pieces on
+    // its rim, or with three of which one does not stand out firmly (the
+    // jags of a thin rim around a nucleus can split it into three weak
+    // pieces). Four or more pieces, or three firm ones, ring background
+    // between objects. Pieces that share such holes are cut again together,
+    // on their own: the cuts between them and the other pieces stay.
+    void RecutAroundInnerHoles()
     {
         // Background reached from the padding frame through 4-neighbours.
         cv::Mat outside = object_.clone();
         cv::floodFill(outside, cv::Point(0, 0), cv::Scalar(128), nullptr, cv::Scalar(),
                       cv::Scalar(), 4);
-        cv::Mat holeMask = outside == 0;
-        if (cv::countNonZero(holeMask) == 0)
-            return false;
         cv::Mat holes;
-        const int count = cv::connectedComponents(holeMask, holes, 4, CV_32S);
+        const int count = cv::connectedComponents(outside == 0, holes, 4, CV_32S);
+        if (count <= 1)
+            return;
         struct Rim
         {
             std::array<int, 4> pieces{0, 0, 0, 0}; // the first four different ones
@@ -379,8 +401,9 @@ private:
         };
         std::vector<Rim> rims(count);
         const int offsets[8] = {-cols_ - 1, -cols_, -cols_ + 1, -1, 1, cols_ - 1, cols_, cols_ + 1};
+        const int n = rows_ * cols_;
         const int* h = holes.ptr<int>();
-        for (int p = 0; p < rows_ * cols_; ++p) {
+        for (int p = 0; p < n; ++p) {
             if (h[p] == 0)
                 continue;
             Rim& rim = rims[h[p]];
@@ -399,27 +422,101 @@ private:
                 }
             }
         }
+        // Groups of pieces that share inner holes; a group's root is its
+        // smallest piece number.
         const double firm = kFirmRim * relativeHeight_;
-        filled_ = cv::Mat::zeros(rows_, cols_, CV_8UC1);
+        const int pieces = static_cast<int>(pieceStandOut_.size());
+        groups_.resize(pieces);
+        for (int g = 0; g < pieces; ++g)
+            groups_[g] = g;
+        std::vector<char> inner(count, 0), active(pieces, 0);
         bool any = false;
-        uchar* f = filled_.ptr<uchar>();
-        for (int p = 0; p < rows_ * cols_; ++p) {
-            if (h[p] == 0)
-                continue;
-            const Rim& rim = rims[h[p]];
+        for (int i = 1; i < count; ++i) {
+            const Rim& rim = rims[i];
             const bool ring = rim.pieces[3] != 0 || (rim.pieces[2] != 0 && rim.weakest >= firm);
-            if (!ring) {
-                f[p] = 255;
-                any = true;
+            if (ring || rim.pieces[0] == 0)
+                continue;
+            inner[i] = 1;
+            any = true;
+            for (int k = 1; k < 4 && rim.pieces[k] != 0; ++k) {
+                const int a = FindGroup(rim.pieces[0]);
+                const int b = FindGroup(rim.pieces[k]);
+                groups_[std::max(a, b)] = std::min(a, b);
             }
         }
-        return any;
+        if (!any)
+            return;
+        for (int i = 1; i < count; ++i)
+            if (inner[i])
+                active[FindGroup(rims[i].pieces[0])] = 1;
+
+        // The group's own pixels: its pieces, its inner holes, and the cut
+        // pixels that touch its pieces only.
+        auto groupOf = [&](int p) -> int {
+            if (labels_[p] > 0)
+                return FindGroup(labels_[p]);
+            if (h[p] != 0 && inner[h[p]])
+                return FindGroup(rims[h[p]].pieces[0]);
+            if (labels_[p] != kLine)
+                return 0;
+            int found = 0;
+            for (int o : offsets) {
+                const int r = labels_[p + o];
+                if (r <= 0)
+                    continue;
+                const int g = FindGroup(r);
+                if (found != 0 && g != found)
+                    return 0;
+                found = g;
+            }
+            return found;
+        };
+        // The box of every active group.
+        std::vector<cv::Rect> boxes(pieces);
+        for (int p = 0; p < n; ++p) {
+            const int g = groupOf(p);
+            if (g == 0 || !active[g])
+                continue;
+            const cv::Rect pixel(p % cols_, p / cols_, 1, 1);
+            boxes[g] = boxes[g].empty() ? pixel : (boxes[g] | pixel);
+        }
+        for (int g = 1; g < pieces; ++g) {
+            if (!active[g])
+                continue;
+            const cv::Rect box = boxes[g];
+            cv::Mat mask = cv::Mat::zeros(box.height + 2, box.width + 2, CV_8UC1);
+            for (int y = 0; y < box.height; ++y)
+                for (int x = 0; x < box.width; ++x)
+                    if (groupOf((box.y + y) * cols_ + box.x + x) == g)
+                        mask.at<uchar>(y + 1, x + 1) = 255;
+            ObjectCutter again(relativeHeight_, cancel_);
+            const int seeds = again.Separate(mask);
+            // The new pieces go back under new numbers; with one seed the
+            // whole group takes the group's number.
+            const int base = static_cast<int>(pieceStandOut_.size()) - 1;
+            if (seeds > 1)
+                pieceStandOut_.insert(pieceStandOut_.end(), again.pieceStandOut_.begin() + 1,
+                                      again.pieceStandOut_.end());
+            for (int y = 0; y < box.height; ++y) {
+                for (int x = 0; x < box.width; ++x) {
+                    const int p = (box.y + y) * cols_ + box.x + x;
+                    if (!mask.at<uchar>(y + 1, x + 1) || !object_.data[p])
+                        continue;
+                    if (seeds <= 1) {
+                        labels_[p] = g;
+                        continue;
+                    }
+                    const int r = again.labels_[(y + 1) * (box.width + 2) + x + 1];
+                    labels_[p] = r > 0 ? base + r : kLine;
+                }
+            }
+        }
     }
 
     double relativeHeight_;
     const std::atomic<bool>* cancel_;
     int rows_ = 0, cols_ = 0;
-    cv::Mat object_, filled_;
+    cv::Mat object_;
     std::vector<int> run_, envelope_, row_;
     std::vector<double> bounds_;
     struct Seed
@@ -432,7 +529,9 @@ private:
     std::vector<int> key_, start_, order_, labels_;
     std::vector<std::vector<int>> levels_;
     std::vector<size_t> heads_;
+    std::vector<char> sorted_;
     std::vector<Seed> seeds_;
+    std::vector<int> groups_;          // pieces that share inner holes
     std::vector<float> pieceStandOut_; // per piece: its seed's standOut
 };
 
