@@ -5,6 +5,8 @@
 
 #include <QCommandLineParser>
 
+#include <cmath>
+
 #include <memory>
 
 namespace commandline {
@@ -108,9 +110,20 @@ struct Options
                              "op"};
     QCommandLineOption fillHoles{"fill-holes", "Fill the holes inside objects (after --morph)."};
     QCommandLineOption cut{"cut",
-                           "Separation of touching objects: auto (the default), merge "
-                           "(close gaps of up to two pixels) or none.",
-                           "auto|merge|none"};
+                           "Separation of touching objects: distance (the default: cuts along "
+                           "the necks of the distance map, keeps every outline and area), auto "
+                           "(the module's automatic cut, as in settings files saved before), "
+                           "merge (close gaps of up to two pixels) or none.",
+                           "distance|auto|merge|none"};
+    QCommandLineOption sensitivity{"sensitivity",
+                                   "For experts, with --cut distance: how readily a neck splits "
+                                   "(default 1; 2 splits shallower necks, 0.5 only deeper ones).",
+                                   "K"};
+    QCommandLineOption speckFloor{"speck-floor",
+                                  "Objects smaller than this share of the image's typical object "
+                                  "area are specks and not counted (default 0.05; 0 keeps "
+                                  "everything).",
+                                  "F"};
     QCommandLineOption keepBorder{"keep-border", "Keep the objects that reach the image border "
                                                  "(they are dropped by default)."};
     QCommandLineOption filter{"filter",
@@ -198,17 +211,34 @@ void AddOptions(QCommandLineParser& parser, Options& o)
     parser.setApplicationDescription(QString::fromLatin1(kSummary));
     parser.addPositionalArgument("count", "The command.");
     parser.addPositionalArgument("images", "Images or folders of images.", "[IMAGE|FOLDER ...]");
-    for (QCommandLineOption* option :
-         {&o.rect,         &o.polygon,    &o.mode,    &o.channel,
-          &o.low,          &o.high,       &o.morph,   &o.fillHoles,
-          &o.cut,          &o.keepBorder, &o.filter,  &o.noDefaultFilters,
-          &o.scale,        &o.unit,       &o.report,  &o.annotated,
-          &o.table,        &o.summary,    &o.json,    &o.settings,
-          &o.saveSettings, &o.jobs,       &o.shard,   &o.isolate,
-          &o.timeLimit,    &o.labels,     &o.geojson, &o.jsonl,
-          &o.objects,      &o.sqlite,     &o.resume,  &o.worker,
-          &o.help,         &o.version})
+    for (QCommandLineOption* option : {&o.rect,         &o.polygon,
+                                       &o.mode,         &o.channel,
+                                       &o.low,          &o.high,
+                                       &o.morph,        &o.fillHoles,
+                                       &o.cut,          &o.sensitivity,
+                                       &o.speckFloor,   &o.keepBorder,
+                                       &o.filter,       &o.noDefaultFilters,
+                                       &o.scale,        &o.unit,
+                                       &o.report,       &o.annotated,
+                                       &o.table,        &o.summary,
+                                       &o.json,         &o.settings,
+                                       &o.saveSettings, &o.jobs,
+                                       &o.shard,        &o.isolate,
+                                       &o.timeLimit,    &o.labels,
+                                       &o.geojson,      &o.jsonl,
+                                       &o.objects,      &o.sqlite,
+                                       &o.resume,       &o.worker,
+                                       &o.help,         &o.version})
         parser.addOption(*option);
+}
+
+double Number(const QString& option, const QString& text)
+{
+    bool ok = false;
+    const double value = text.trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(value))
+        throw UsageError(option, QStringLiteral("'%1' is not a number").arg(text));
+    return value;
 }
 
 int Integer(const QString& option, const QString& text, int min, int max)
@@ -331,6 +361,10 @@ CommandLine Parse(const QStringList& arguments)
         s.cut = countsettings::ParseSeparation("--cut", Single(parser, "cut"));
     if (parser.isSet(o.keepBorder))
         s.keepBorder = true;
+    if (parser.isSet(o.sensitivity))
+        s.sensitivity = Number("--sensitivity", Single(parser, "sensitivity"));
+    if (parser.isSet(o.speckFloor))
+        s.speckFloor = Number("--speck-floor", Single(parser, "speck-floor"));
     if (parser.isSet(o.noDefaultFilters))
         s.defaultFilters = false;
     if (parser.isSet(o.filter)) {

@@ -1,6 +1,10 @@
 #include "countrun.h"
 
 #include "catalogue.h"
+#include "separationworker.h"
+#include "specks.h"
+
+#include <atomic>
 
 namespace countrun {
 
@@ -42,6 +46,7 @@ countcore::Request MakeRequest(const CountSettings& s)
         request.cut = 3;
         break;
     case Separation::None:
+    case Separation::Distance: // runs as a hook of the count, see Count
         request.cut = 2;
         break;
     }
@@ -76,6 +81,36 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     countcore::Hooks core;
     core.cancelled = hooks.cancelled;
     core.progress = hooks.progress;
+    if (settings.cut == Separation::Distance) {
+        // The separation asks between objects whether to stop; the front
+        // end's question is put to it there.
+        core.separate = [&](cv::Mat& binary) {
+            std::atomic<bool> stop{false};
+            cv::Mat out;
+            const bool done = SeparationWorker::Separate(
+                binary, SeparationWorker::Method::Distance, settings.sensitivity, &stop,
+                [&](double) {
+                    if (hooks.cancelled && hooks.cancelled())
+                        stop = true;
+                },
+                out);
+            if (!done)
+                return false;
+            if (!out.empty())
+                binary = out;
+            return true;
+        };
+    }
+    if (settings.speckFloor > 0) {
+        core.measured = [&](ContourList& contours, std::vector<parResult>& records) {
+            std::vector<double> areas;
+            areas.reserve(records.size());
+            for (const parResult& record : records)
+                areas.push_back(record.area);
+            contours = engine::DropSpecks(contours, areas, settings.speckFloor);
+            records = engine::DropSpecks(records, areas, settings.speckFloor);
+        };
+    }
     result.core = countcore::Count(image, request, core);
     for (int type : result.core.types)
         result.typeNames << countcore::DataTypeName(type, settings.unit);

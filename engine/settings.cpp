@@ -12,7 +12,8 @@ bool CountSettings::operator==(const CountSettings& o) const
 {
     return rectangles == o.rectangles && polygons == o.polygons && mode == o.mode &&
            channel == o.channel && low == o.low && high == o.high && morphology == o.morphology &&
-           fillHoles == o.fillHoles && cut == o.cut && keepBorder == o.keepBorder &&
+           fillHoles == o.fillHoles && cut == o.cut && sensitivity == o.sensitivity &&
+           speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
            unit == o.unit;
 }
@@ -22,7 +23,7 @@ namespace countsettings {
 const QStringList kModes = {"dark", "bright", "manual"};
 const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturation", "intensity"};
 const QStringList kMorphology = {"dilate", "erode", "open", "close"};
-const QStringList kCuts = {"auto", "merge", "none"};
+const QStringList kCuts = {"auto", "merge", "none", "distance"};
 
 namespace {
 
@@ -204,6 +205,11 @@ void Validate(const CountSettings& s)
                          QStringLiteral("rectangles and polygons cannot be combined"));
     if (!(s.scale > 0) || !std::isfinite(s.scale))
         throw UsageError(QStringLiteral("--scale"), QStringLiteral("must be a positive number"));
+    if (!(s.sensitivity > 0) || !std::isfinite(s.sensitivity) || s.sensitivity > 100)
+        throw UsageError(QStringLiteral("--sensitivity"),
+                         QStringLiteral("must be a number above 0 and at most 100"));
+    if (!(s.speckFloor >= 0) || s.speckFloor > 1)
+        throw UsageError(QStringLiteral("--speck-floor"), QStringLiteral("must be 0 to 1"));
     // Beyond these, areas overflow to infinity or vanish to zero, and every
     // object would be filtered away without a word.
     if (s.scale < kMinimumScale || s.scale > kMaximumScale)
@@ -250,6 +256,8 @@ QJsonObject ToJson(const CountSettings& s)
         {"morphology", QJsonArray::fromStringList(morphology)},
         {"fillHoles", s.fillHoles},
         {"cut", Name(s.cut)},
+        {"sensitivity", s.sensitivity},
+        {"speckFloor", s.speckFloor},
         {"keepBorder", s.keepBorder},
         {"defaultFilters", s.defaultFilters},
         {"filters", filters},
@@ -303,6 +311,10 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
             s.fillHoles = Boolean(v, key, option);
         } else if (key == QLatin1String("cut")) {
             s.cut = ParseSeparation(option, String(v, key, option));
+        } else if (key == QLatin1String("sensitivity")) {
+            s.sensitivity = Number(v, key, option);
+        } else if (key == QLatin1String("speckFloor")) {
+            s.speckFloor = Number(v, key, option);
         } else if (key == QLatin1String("keepBorder")) {
             s.keepBorder = Boolean(v, key, option);
         } else if (key == QLatin1String("defaultFilters")) {

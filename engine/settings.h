@@ -77,6 +77,7 @@ enum class Separation
     Auto,  ///< the module's automatic cut
     Merge, ///< small gaps closed instead
     None,
+    Distance, ///< the distance-map separation (the default)
 };
 
 struct CountSettings
@@ -89,7 +90,12 @@ struct CountSettings
     int high = 255;               ///< manual band, inclusive
     QList<Morphology> morphology; ///< applied in order
     bool fillHoles = false;
-    Separation cut = Separation::Auto;
+    Separation cut = Separation::Distance;
+    /// Of the distance-map separation: 1 by default, higher splits more.
+    double sensitivity = 1.0;
+    /// Objects smaller than this share of the image's typical object area
+    /// are specks, not objects; 0 keeps everything.
+    double speckFloor = 0.05;
     bool keepBorder = false;
     bool defaultFilters = true; ///< the catalogue's four default filters stay on
     QList<FilterSetting> filters;
@@ -112,7 +118,7 @@ constexpr qint64 kMaximumSettingsBytes = 1 << 20;
 extern const QStringList kModes;      ///< dark, bright, manual
 extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturation, intensity
 extern const QStringList kMorphology; ///< dilate, erode, open, close
-extern const QStringList kCuts;       ///< auto, merge, none
+extern const QStringList kCuts;       ///< auto, merge, none, distance
 
 /// The word of a choice.
 QString Name(SegmentMode mode);

@@ -22,4 +22,4 @@ cmake --build "$build" --parallel "$(nproc)" --target "${targets[@]}" 2>&1 |
 export AUTOCOUNT_TEST_SERIAL_OPENCV=1
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$root/tests/sanitizers/tsan.supp"
 cd "$build"
-QT_QPA_PLATFORM=offscreen ctest --output-on-failure --timeout 900 -R 'EngineRun'
+QT_QPA_PLATFORM=offscreen ctest --output-on-failure --timeout 900 -R "EngineRun|SeparationWorker"

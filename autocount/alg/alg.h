@@ -15,7 +15,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 /// An object outline: integer pixel coordinates (x = column, y = row).
@@ -180,6 +182,40 @@ AUTOCOUNT_EXPORT int AlgAutoCut(cv::Mat in, cv::Mat& out);
  * @return 0 success; 1 empty input; 2 three-channel input.
  */
 AUTOCOUNT_EXPORT int AlgAutoCutROI(cv::Mat in, cv::Mat& out);
+
+/// Options of AlgDistanceCut.
+struct AlgDistanceCutOptions
+{
+    /// Expert knob, 1 by default; higher values split more. A maximum of the
+    /// distance map becomes an object of its own when it rises above the
+    /// saddle to its higher neighbour by 0.13 / sensitivity of (saddle + 1 px).
+    double sensitivity = 1.0;
+    /// When set and true, the cut stops; checked between objects and inside
+    /// the flood.
+    const std::atomic<bool>* cancel = nullptr;
+    /// Optional; receives the share of the work done, 0..1, on the calling thread.
+    std::function<void(double)> progress;
+};
+
+/**
+ * @brief Separates touching objects of a binary image along the necks of its
+ * Euclidean distance map.
+ *
+ * Each 8-connected object is cut on its own: its distance map (with the holes
+ * that it alone encloses filled) is flooded from the maxima that stand out
+ * from their saddle by a share of the saddle's height, and the pixels where
+ * two floods meet are cleared. An object that is not cut comes back
+ * unchanged; everything else is the input minus one-pixel cut lines, after
+ * which no two pieces are 8-connected. Background enclosed by a ring of three
+ * or more objects stays background.
+ * @param in 8-bit one-channel object mask, 0 background, 255 object.
+ * @param out receives the cut mask (a new image) on success only.
+ * @param options sensitivity, cancellation and progress.
+ * @return 0 success; 1 empty @p in; 2 @p in not CV_8UC1; 3 sensitivity not
+ * finite or not above 0; 4 cancelled.
+ */
+AUTOCOUNT_EXPORT int AlgDistanceCut(cv::Mat in, cv::Mat& out,
+                                    const AlgDistanceCutOptions& options = AlgDistanceCutOptions());
 
 /**
  * @brief Draws the polyline @p points into a copy of @p in with value 0,

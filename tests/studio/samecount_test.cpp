@@ -27,11 +27,14 @@ TEST_F(StudioTest, StudioAndTheEngineCountTheSameFileAlike)
     ASSERT_EQ(Session()->Step(), AutoCountManager::STEP_RESULTS);
     const countrun::CountResult studio = countrun::FromController(*manager);
 
-    // The engine, from the file, with the same choices.
+    // The engine, from the file, with the same choices: the module's own
+    // automatic cut and no speck floor.
     const InputImage input = ReadImage(imagePath);
     ASSERT_TRUE(input.ok()) << input.error.toStdString();
     CountSettings settings;
     settings.mode = SegmentMode::Bright;
+    settings.cut = Separation::Auto;
+    settings.speckFloor = 0;
     settings.scale = studio.scale;
     settings.unit = studio.unit;
     const countrun::CountResult engine = countrun::Count(input.image, settings);
