@@ -3,6 +3,8 @@
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
+#include "separationworker.h"
+
 #include "autocount/autocountmanager.h"
 #include "host/hostevents.h"
 
@@ -24,11 +26,25 @@ CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObje
     connect(history_, &RefinementHistory::replayed, this, &CountingSession::binaryImageChanged);
     observerId_ =
         HostEvents::AddObserver([this](int code, void* payload) { OnHostEvent(code, payload); });
+    // The worker's reports arrive on its thread; they are queued to this one.
+    separation_ = std::make_unique<SeparationWorker>(
+        [this](std::uint64_t request, const cv::Mat& result) {
+            QMetaObject::invokeMethod(
+                this, [this, request, result] { TakeSeparationResult(request, result); },
+                Qt::QueuedConnection);
+        },
+        [this](std::uint64_t, double done) {
+            const int percent = static_cast<int>(done * 100);
+            QMetaObject::invokeMethod(
+                this, [this, percent] { emit separationProgress(percent); }, Qt::QueuedConnection);
+        });
 }
 
 CountingSession::~CountingSession()
 {
     HostEvents::RemoveObserver(observerId_);
+    // The worker is stopped and joined before the session it reports to goes.
+    separation_.reset();
 }
 
 int CountingSession::Step() const
@@ -74,13 +90,56 @@ void CountingSession::TakeAutoCutResult()
         return;
     autoCutRunning_ = false;
     manager_->slotAutoCutFinished();
+    RecordCut(manager_->GetBinaryImage());
+}
+
+void CountingSession::RecordCut(const cv::Mat& result)
+{
     RefinementOperation operation;
     operation.kind = RefinementOperation::AUTO_CUT;
-    operation.cutResult = manager_->GetBinaryImage().clone();
+    operation.cutResult = result.clone();
     history_->Record(operation);
     emit automaticCutRunning(false);
     emit automaticCutFinished();
     emit binaryImageChanged();
+}
+
+bool CountingSession::StartDistanceCut()
+{
+    if (autoCutRunning_ || Step() != AutoCountManager::STEP_SEPARATE)
+        return false;
+    StopIdleCutThread();
+    manager_->SetObjectCutMode(AutoCountManager::CUT_NONE);
+    manualCut_ = false;
+    autoCutRunning_ = true;
+    emit automaticCutRunning(true);
+    separationRequest_ =
+        separation_->Start(manager_->GetBinaryImage(), SeparationWorker::Method::Distance);
+    return true;
+}
+
+void CountingSession::CancelCut()
+{
+    if (!autoCutRunning_ || separationRequest_ == 0)
+        return;
+    separation_->Cancel();
+    separationRequest_ = 0;
+    autoCutRunning_ = false;
+    emit automaticCutRunning(false);
+}
+
+void CountingSession::TakeSeparationResult(std::uint64_t request, const cv::Mat& result)
+{
+    // A result that a cancel or a newer request overtook is not taken.
+    if (request != separationRequest_ || !autoCutRunning_)
+        return;
+    separationRequest_ = 0;
+    autoCutRunning_ = false;
+    if (!result.empty()) {
+        manager_->SetBinaryImage(result);
+        canvas_->ShowInvertedImage(result);
+    }
+    RecordCut(manager_->GetBinaryImage());
 }
 
 void CountingSession::ChangeStep(int step)

@@ -6,7 +6,10 @@
 #include <QObject>
 #include <QStringList>
 
+#include <opencv2/core.hpp>
+
 #include <array>
+#include <cstdint>
 #include <memory>
 
 QT_BEGIN_NAMESPACE
@@ -17,6 +20,7 @@ QT_END_NAMESPACE
 class AutoCountManager;
 class ImageCanvas;
 class RefinementHistory;
+class SeparationWorker;
 
 /**
  * @brief One counting run on the image in the view: owns the counting
@@ -79,6 +83,12 @@ public:
 
     /// @name Step 3: separation
     /// @{
+    /// Starts the distance-map separation on the engine's worker. False when
+    /// a cut runs already; separationProgress and automaticCutFinished follow.
+    bool StartDistanceCut();
+    /// Stops the distance-map separation under way; the binary image stays
+    /// as it was.
+    void CancelCut();
     /// Starts the automatic cut. False when one runs already or the module
     /// offers none; automaticCutFinished follows.
     bool StartAutoCut();
@@ -118,6 +128,8 @@ signals:
     void thresholdsChanged(int low, int high);
     void automaticCutRunning(bool running);
     void automaticCutFinished();
+    /// How far the distance-map separation is, 0 to 100.
+    void separationProgress(int percent);
     /// The result set changed: objects measured, filtered, deleted or cleared.
     void resultsChanged();
     /// The object with @p index was highlighted (by a click or by index).
@@ -126,6 +138,8 @@ signals:
 
 private:
     void OnHostEvent(int code, void* payload);
+    void TakeSeparationResult(std::uint64_t request, const cv::Mat& result);
+    void RecordCut(const cv::Mat& result);
     void TakeAutoCutResult();
     void ChangeStep(int step);
     void StopIdleCutThread();
@@ -140,5 +154,7 @@ private:
     std::array<int, 256> histogram_{};
     int observerId_ = -1;
     bool autoCutRunning_ = false;
+    std::uint64_t separationRequest_ = 0; ///< the distance cut awaited, 0 for none
+    std::unique_ptr<SeparationWorker> separation_;
     bool manualCut_ = false;
 };

@@ -8,7 +8,9 @@
 #include <QVBoxLayout>
 
 SeparatePanel::SeparatePanel(CountingSession* session, QWidget* parent)
-    : QWidget(parent), session_(session), autoCut_(new QPushButton(tr("&Automatic Cut"))),
+    : QWidget(parent), session_(session),
+      distanceCut_(new QPushButton(tr("&Separate Touching Objects"))),
+      autoCut_(new QPushButton(tr("&Automatic Cut"))), cancel_(new QPushButton(tr("Stop"))),
       manualCut_(new QPushButton(tr("Draw &Cut Lines"))), merge_(new QPushButton(tr("&Merge"))),
       busy_(new QProgressBar), status_(new QLabel)
 {
@@ -18,28 +20,38 @@ SeparatePanel::SeparatePanel(CountingSession* session, QWidget* parent)
     hint->setWordWrap(true);
     layout->addWidget(hint);
 
+    distanceCut_->setObjectName("distanceCutButton");
+    distanceCut_->setToolTip(tr("Cut touching objects apart along their necks; every outline "
+                                "and area is kept (recommended)"));
     autoCut_->setObjectName("autoCutButton");
-    autoCut_->setToolTip(tr("Separate touching objects automatically"));
+    autoCut_->setToolTip(tr("The module's own automatic cut, as in earlier versions"));
+    cancel_->setObjectName("cancelCutButton");
+    cancel_->setVisible(false);
     manualCut_->setObjectName("manualCutButton");
     manualCut_->setCheckable(true);
     manualCut_->setToolTip(tr("Draw cut lines with the mouse; double-click ends a line and cuts"));
     merge_->setObjectName("mergeButton");
     merge_->setToolTip(tr("Close gaps up to two pixels wide, joining pieces again"));
     busy_->setObjectName("autoCutBusy");
-    busy_->setRange(0, 0);
+    busy_->setRange(0, 100);
     busy_->setTextVisible(false);
     busy_->setVisible(false);
     status_->setObjectName("separateStatus");
     status_->setWordWrap(true);
 
+    layout->addWidget(distanceCut_);
     layout->addWidget(autoCut_);
     layout->addWidget(busy_);
+    layout->addWidget(cancel_);
     layout->addWidget(manualCut_);
     layout->addWidget(merge_);
     layout->addWidget(status_);
     layout->addStretch(1);
 
+    connect(distanceCut_, &QPushButton::clicked, this, &SeparatePanel::StartDistanceCut);
     connect(autoCut_, &QPushButton::clicked, this, &SeparatePanel::StartAutoCut);
+    connect(cancel_, &QPushButton::clicked, session_, &CountingSession::CancelCut);
+    connect(session_, &CountingSession::separationProgress, busy_, &QProgressBar::setValue);
     connect(manualCut_, &QPushButton::toggled, session_, &CountingSession::SetManualCut);
     connect(merge_, &QPushButton::clicked, this, [this] {
         session_->Merge();
@@ -50,16 +62,27 @@ SeparatePanel::SeparatePanel(CountingSession* session, QWidget* parent)
 
 void SeparatePanel::StartAutoCut()
 {
+    // The module's cut tells nothing of its progress.
+    busy_->setRange(0, 0);
     if (!session_->StartAutoCut() && !session_->IsAutoCutRunning())
         status_->setText(tr("The automatic cut is not available in this build."));
+}
+
+void SeparatePanel::StartDistanceCut()
+{
+    busy_->setRange(0, 100);
+    busy_->setValue(0);
+    session_->StartDistanceCut();
 }
 
 void SeparatePanel::SetRunning(bool running)
 {
     busy_->setVisible(running);
+    distanceCut_->setEnabled(!running);
     autoCut_->setEnabled(!running);
     manualCut_->setEnabled(!running);
     merge_->setEnabled(!running);
+    cancel_->setVisible(running && busy_->maximum() > 0);
     status_->setText(running ? tr("Cutting…") : QString());
     if (!running)
         Refresh();
@@ -69,9 +92,11 @@ void SeparatePanel::Refresh()
 {
     const bool running = session_->IsAutoCutRunning();
     busy_->setVisible(running);
+    distanceCut_->setEnabled(!running);
     autoCut_->setEnabled(!running);
     manualCut_->setEnabled(!running);
     merge_->setEnabled(!running);
+    cancel_->setVisible(running && busy_->maximum() > 0);
     const QSignalBlocker block(manualCut_);
     manualCut_->setChecked(session_->IsManualCut());
 }

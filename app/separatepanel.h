@@ -24,10 +24,13 @@ public:
 
 private:
     void StartAutoCut();
+    void StartDistanceCut();
     void SetRunning(bool running);
 
     CountingSession* session_;
+    QPushButton* distanceCut_;
     QPushButton* autoCut_;
+    QPushButton* cancel_;
     QPushButton* manualCut_;
     QPushButton* merge_;
     QProgressBar* busy_;

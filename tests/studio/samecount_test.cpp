@@ -11,6 +11,7 @@
 #include "autocount/autocountmanager.h"
 
 #include <QJsonDocument>
+#include <QTest>
 
 TEST_F(StudioTest, StudioAndTheEngineCountTheSameFileAlike)
 {
@@ -46,4 +47,46 @@ TEST_F(StudioTest, StudioAndTheEngineCountTheSameFileAlike)
     EXPECT_EQ(studio.core.validContours, engine.core.validContours);
     const TARGET_DRAW_PROPERTY look = manager->GetTargetDrawProperty();
     EXPECT_EQ(picture::Render(studio, look), picture::Render(engine, look));
+}
+
+TEST_F(StudioTest, TheDistanceCutRunsOnTheEnginesWorkerAndCountsAsTheEngineDoes)
+{
+    AutoCountManager* manager = Session()->Manager();
+    manager->SetDefaultDataRange();
+    Session()->SetRegionMode(AutoCountManager::REGION_WHOLE_IMAGE);
+    Session()->Next();
+    Session()->SetSegmentMode(AutoCountManager::SEGMENT_AUTO_BRIGHT);
+    Session()->Next();
+    // Started from the panel's first button; the other controls are locked
+    // until it ends, and a second start is refused.
+    ClickButton("distanceCutButton");
+    EXPECT_TRUE(Session()->IsAutoCutRunning());
+    EXPECT_FALSE(Session()->StartDistanceCut());
+    ASSERT_TRUE(WaitForAutoCut());
+    Session()->Next();
+    ASSERT_EQ(Session()->Step(), AutoCountManager::STEP_RESULTS);
+    const countrun::CountResult studio = countrun::FromController(*manager);
+
+    CountSettings settings;
+    settings.mode = SegmentMode::Bright;
+    settings.cut = Separation::Distance;
+    settings.speckFloor = 0; // the studio's results keep every object
+    settings.scale = studio.scale;
+    settings.unit = studio.unit;
+    const countrun::CountResult engine = countrun::Count(ReadImage(imagePath).image, settings);
+    EXPECT_EQ(engine.Count(), discimage::kSingleDiscsInside + discimage::kDiscsOutside + 2);
+    EXPECT_EQ(studio.core.validContours, engine.core.validContours);
+}
+
+TEST_F(StudioTest, AStoppedDistanceCutLeavesTheBinaryImageAsItWas)
+{
+    Session()->Next();
+    Session()->SetSegmentMode(AutoCountManager::SEGMENT_AUTO_BRIGHT);
+    Session()->Next();
+    const cv::Mat before = Session()->Manager()->GetBinaryImage().clone();
+    ASSERT_TRUE(Session()->StartDistanceCut());
+    Session()->CancelCut();
+    EXPECT_FALSE(Session()->IsAutoCutRunning());
+    QTest::qWait(200); // a late report of the stopped cut must change nothing
+    EXPECT_EQ(cv::countNonZero(Session()->Manager()->GetBinaryImage() != before), 0);
 }
