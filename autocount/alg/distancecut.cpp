@@ -114,8 +114,7 @@ public:
         if (left + top + right + bottom > 0)
             cv::copyMakeBorder(mask, mask, top, bottom, left, right, cv::BORDER_REPLICATE);
         cv::copyMakeBorder(mask, object_, 1, 1, 1, 1, cv::BORDER_CONSTANT, cv::Scalar(0));
-        cols_ = object_.cols;
-        rows_ = object_.rows;
+        mask.release();
 
         if (Separate(object_) <= 1)
             return;
@@ -171,8 +170,10 @@ private:
         }
         if (seeds_.size() > 1)
             Flood(top);
-        if (n > kLargeBox)
+        if (n > kLargeBox) {
             std::vector<std::vector<int>>().swap(levels_);
+            std::vector<int>().swap(key_); // what follows needs the pieces only
+        }
         return static_cast<int>(seeds_.size());
     }
 
