@@ -282,11 +282,14 @@ private:
                 const bool aHigher = key_[a] > key_[b] || (key_[a] == key_[b] && a < b);
                 const int high = aHigher ? a : b;
                 const int low = aHigher ? b : a;
-                const double saddle = std::sqrt(static_cast<double>(key_[p]));
-                const double rise = std::sqrt(static_cast<double>(key_[low])) - saddle;
-                const double standOut = rise / (saddle + kHeightOffset);
-                if (standOut >= relativeHeight_)
-                    seeds_.push_back({low, static_cast<float>(standOut)});
+                // Most meetings are of a new pixel with a region: no rise.
+                if (key_[low] > key_[p]) {
+                    const double saddle = std::sqrt(static_cast<double>(key_[p]));
+                    const double rise = std::sqrt(static_cast<double>(key_[low])) - saddle;
+                    const double standOut = rise / (saddle + kHeightOffset);
+                    if (standOut >= relativeHeight_)
+                        seeds_.push_back({low, static_cast<float>(standOut)});
+                }
                 labels_[low] = high;
             }
         }
