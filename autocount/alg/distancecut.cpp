@@ -499,9 +499,14 @@ private:
             // The new pieces go back under new numbers; with one seed the
             // whole group takes the group's number.
             const int base = static_cast<int>(pieceStandOut_.size()) - 1;
-            if (seeds > 1)
+            if (seeds > 1) {
                 pieceStandOut_.insert(pieceStandOut_.end(), again.pieceStandOut_.begin() + 1,
                                       again.pieceStandOut_.end());
+                // The new pieces are groups of their own, for the groups
+                // still to come.
+                while (groups_.size() < pieceStandOut_.size())
+                    groups_.push_back(static_cast<int>(groups_.size()));
+            }
             for (int y = 0; y < box.height; ++y) {
                 for (int x = 0; x < box.width; ++x) {
                     const int p = (box.y + y) * cols_ + box.x + x;
