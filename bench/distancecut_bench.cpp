@@ -1,8 +1,8 @@
 // The distance cut against the automatic cut on the same 20-megapixel mask,
 // both alternating in every iteration; the "ratio" counter is distance cut /
-// automatic cut. Stages of the distance cut run on their own against the same
-// baseline, to show where its time goes. Before the timings, each cut runs
-// once in a child process that reports its peak memory.
+// automatic cut. The labelling the distance cut starts with, and the rest of
+// the count after the cut, run on their own against the same baseline. Before the timings, each cut
+// runs once in a child process that reports its peak memory.
 //
 // Mask: a generated scene of about 1,500 cells with radii of 16 to 48 pixels,
 // a third of them in touching clusters, thresholded with Otsu. A second mask,
@@ -123,20 +123,6 @@ void BM_Labelling(benchmark::State& state)
         [&] { AutoCut(mask); });
 }
 
-// Stage: the exact distance map, here over the whole mask at once.
-void BM_DistanceMap(benchmark::State& state)
-{
-    const cv::Mat& mask = Scene().mask;
-    benchratio::Paired(
-        state,
-        [&] {
-            cv::Mat dist;
-            cv::distanceTransform(mask, dist, cv::DIST_L2, cv::DIST_MASK_PRECISE, CV_32F);
-            benchmark::DoNotOptimize(dist.data);
-        },
-        [&] { AutoCut(mask); });
-}
-
 // The rest of the count after the cut: measurement, border, specks.
 void BM_CountAfterCut(benchmark::State& state)
 {
@@ -232,10 +218,6 @@ int main(int argc, char** argv)
         ->UseManualTime()
         ->Iterations(2)
         ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark("Stage/WholeDistanceMap", BM_DistanceMap)
-        ->UseManualTime()
-        ->Iterations(2)
-        ->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("CountAfterCut", BM_CountAfterCut)
         ->UseManualTime()
         ->Iterations(2)
@@ -244,7 +226,6 @@ int main(int argc, char** argv)
     reporter.Describe("DistanceCut/1", "AlgAutoCut");
     reporter.Describe("DenseField", "AlgAutoCut");
     reporter.Describe("Stage/Labelling", "AlgAutoCut");
-    reporter.Describe("Stage/WholeDistanceMap", "AlgAutoCut");
     reporter.Describe("CountAfterCut", "AlgAutoCut");
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
