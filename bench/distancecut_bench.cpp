@@ -1,8 +1,9 @@
 // The distance cut against the automatic cut on the same 20-megapixel mask,
 // both alternating in every iteration; the "ratio" counter is distance cut /
 // automatic cut. The labelling the distance cut starts with, and the rest of
-// the count after the cut, run on their own against the same baseline. Before the timings, each cut
-// runs once in a child process that reports its peak memory.
+// the count after the cut, run on their own against the same baseline.
+// Before the timings, each cut runs once in a child process that reports its
+// peak memory.
 //
 // Mask: a generated scene of about 1,500 cells with radii of 16 to 48 pixels,
 // a third of them in touching clusters, thresholded with Otsu. A second mask,
