@@ -188,7 +188,7 @@ struct AlgDistanceCutOptions
 {
     /// Expert knob, 1 by default; higher values split more. A maximum of the
     /// distance map becomes an object of its own when it rises above the
-    /// saddle to its higher neighbour by 0.13 / sensitivity of (saddle + 1 px).
+    /// saddle to its higher neighbour by 0.16 / sensitivity of (saddle + 0.5 px).
     double sensitivity = 1.0;
     /// When set and true, the cut stops; checked between objects and inside
     /// the flood.
@@ -201,13 +201,15 @@ struct AlgDistanceCutOptions
  * @brief Separates touching objects of a binary image along the necks of its
  * Euclidean distance map.
  *
- * Each 8-connected object is cut on its own: its distance map (with the holes
- * that it alone encloses filled) is flooded from the maxima that stand out
- * from their saddle by a share of the saddle's height, and the pixels where
- * two floods meet are cleared. An object that is not cut comes back
- * unchanged; everything else is the input minus one-pixel cut lines, after
- * which no two pieces are 8-connected. Background enclosed by a ring of three
- * or more objects stays background.
+ * Each 8-connected object is cut on its own: its exact distance map is
+ * flooded from the maxima that stand out from their saddle by a share of the
+ * saddle's height, and the pixels where two floods meet are cleared. Objects
+ * that meet the image border are taken to go on beyond it. The pieces around
+ * a hole that lies inside one object (a nucleus) are cut again with the hole
+ * filled; background enclosed by a ring of objects stays background. An
+ * object that is not cut comes back unchanged; everything else is the input
+ * minus one-pixel cut lines, after which no two pieces are 8-connected.
+ * Objects are cut in parallel; the result does not depend on the threads.
  * @param in 8-bit one-channel object mask, 0 background, 255 object.
  * @param out receives the cut mask (a new image) on success only.
  * @param options sensitivity, cancellation and progress.
