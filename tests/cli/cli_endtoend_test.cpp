@@ -4,6 +4,10 @@
 
 #include "clirun.h"
 
+#include "touchingcells.h"
+
+#include <cmath>
+
 #include <QDir>
 #include <QFile>
 #include <QJsonObject>
@@ -222,4 +226,29 @@ TEST_F(CliEndToEnd, TheSampleCountsFortyAndLeavesReportAndPicture)
     EXPECT_TRUE(Read("autocount-sample/report.xlsx").startsWith("PK"));
     const cv::Mat picture = cv::imread(Path("autocount-sample/annotated.png").toStdString());
     EXPECT_EQ(picture.size(), cv::Size(800, 600));
+}
+
+TEST_F(CliEndToEnd, TheDefaultCountSeparatesTouchingObjectsAsTheTruthHasThem)
+{
+    // A scene of mixed sizes with clusters, and a field where nearly every
+    // object touches its neighbours up to the border.
+    for (const auto kind : {touchingcells::Kind::Mixed, touchingcells::Kind::DenseField}) {
+        touchingcells::SceneParams params;
+        params.kind = kind;
+        params.seed = 7;
+        const touchingcells::Scene scene = touchingcells::MakeScene(params);
+        const QString image = Write("scene.png", scene.image);
+        ASSERT_EQ(Run({"--labels", "labels.png", image}).exitCode, 0);
+        cv::Mat labels = cv::imread(Path("labels.png").toStdString(), cv::IMREAD_UNCHANGED);
+        ASSERT_EQ(labels.type(), CV_16UC1);
+        labels.convertTo(labels, CV_32S);
+        const touchingcells::MatchScore score = touchingcells::Score(scene.labels, labels);
+        SCOPED_TRACE(kind == touchingcells::Kind::Mixed ? "mixed" : "dense field");
+        EXPECT_GE(score.f1, 0.99);
+        EXPECT_LE(std::abs(score.countError), 0.01);
+        EXPECT_GT(score.truth, 100);
+    }
+    // The module's own cut leaves the dense field whole, and it is dropped at
+    // the border.
+    EXPECT_EQ(Count({"--cut", "auto", Path("scene.png")}), 0);
 }
