@@ -76,6 +76,9 @@ QJsonObject ToJson(const ImageResult& r)
                                       {"count", s.count}});
     json.insert("statistics", statistics);
     json.insert("outputs", Strings(r.outputs));
+    json.insert("input", imagesource::ToJson(r.source));
+    if (r.source.converted)
+        json.insert("original", imagesource::OriginalToJson(r.source));
     if (!r.outputErrors.isEmpty())
         json.insert("outputErrors", Strings(r.outputErrors));
     return json;
@@ -122,6 +125,8 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     }
     r.outputs = ReadStrings(json.value("outputs"));
     r.outputErrors = ReadStrings(json.value("outputErrors"));
+    r.source =
+        imagesource::FromJson(json.value("input").toObject(), json.value("original").toObject());
     return true;
 }
 
@@ -129,11 +134,12 @@ QString SummaryLine(const ImageResult& r)
 {
     const QString area = r.meanArea ? QString::number(*r.meanArea, 'f', 3) : QStringLiteral("-");
     const QString unit = r.unit.isEmpty() ? QStringLiteral("px") : r.unit;
-    return QStringLiteral("%1: %2 %3, mean area %4 %5²")
+    const QString input = imagesource::Describe(r.source);
+    return QStringLiteral("%1: %2 %3, mean area %4 %5²%6")
         .arg(r.file)
         .arg(r.count)
         .arg(r.count == 1 ? QStringLiteral("object") : QStringLiteral("objects"))
-        .arg(area, unit);
+        .arg(area, unit, input.isEmpty() ? QString() : QStringLiteral(" [%1]").arg(input));
 }
 
 } // namespace imageresult

@@ -1,0 +1,437 @@
+// The engine's image input on files made here: TIFF pages, tiles and BigTIFF
+// through libtiff, samples deeper than 8 bits, the pixel size a file
+// declares, and the files it must refuse (cut short, corrupt, special, too
+// large), each with one line naming the reason and nothing on stderr.
+
+#include "tiffwriter.h"
+
+#include "bitdepth.h"
+#include "catalogue.h"
+#include "imageheader.h"
+#include "imageinput.h"
+#include "job.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <gtest/gtest.h>
+
+#include <tiffio.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+/// What the process writes to file descriptor 2 while it is alive.
+class StderrCapture
+{
+public:
+    StderrCapture()
+    {
+        std::fflush(stderr);
+        file_ = std::tmpfile();
+        saved_ = dup(2);
+        dup2(fileno(file_), 2);
+    }
+    QByteArray Finish()
+    {
+        std::fflush(stderr);
+        dup2(saved_, 2);
+        close(saved_);
+        std::rewind(file_);
+        QByteArray text;
+        char buffer[4096];
+        size_t n;
+        while ((n = std::fread(buffer, 1, sizeof buffer, file_)) > 0)
+            text.append(buffer, int(n));
+        std::fclose(file_);
+        return text;
+    }
+
+private:
+    std::FILE* file_ = nullptr;
+    int saved_ = -1;
+};
+
+/// 8-bit level of @p value mapped from LOW..HIGH by the rule in bitdepth.h.
+int Level(double value, double low, double high)
+{
+    const double scaled = (value - low) * 255.0 / (high - low);
+    return int(std::lround(std::min(255.0, std::max(0.0, scaled))));
+}
+
+class EngineInput : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+    QString Path(const QString& name) const { return dir.filePath(name); }
+    QString WriteBytes(const QString& name, const QByteArray& bytes)
+    {
+        QFile file(Path(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return file.fileName();
+    }
+    QString WriteTiff(const QString& name, const std::vector<tifftest::Page>& pages,
+                      bool big = false)
+    {
+        EXPECT_TRUE(tifftest::Write(Path(name), pages, big));
+        return Path(name);
+    }
+    static int Count(const QString& file, const CountSettings& settings = CountSettings())
+    {
+        const ImageResult result = job::Run(file, settings, ImageOutputs());
+        EXPECT_TRUE(result.ok()) << result.error.toStdString();
+        return result.count;
+    }
+    /// Refused with one line that contains @p named, no pixels and nothing on stderr.
+    static ::testing::AssertionResult Refused(const QString& path, const QString& named)
+    {
+        StderrCapture capture;
+        const InputImage input = ReadImage(path);
+        const QByteArray printed = capture.Finish();
+        if (!input.ok() && input.image.empty() && !input.error.contains('\n') &&
+            input.error.contains(named, Qt::CaseInsensitive) && printed.isEmpty())
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure()
+               << path.toStdString() << ": '" << input.error.toStdString() << "', stderr '"
+               << printed.toStdString() << "'";
+    }
+    QTemporaryDir dir;
+};
+
+// 12-bit samples packed as 12 bits: the file declares 0-4095, which becomes
+// 0-255; not the 1/257 of a 16-bit container, which left them at 0-16.
+TEST_F(EngineInput, TwelveBitTiffMapsItsDeclaredRangeOntoTheEightBits)
+{
+    tifftest::Page page;
+    page.image = tifftest::Discs(3, CV_16U, 3000, 500);
+    page.bits = 12;
+    const QString path = WriteTiff("twelve.tif", {page});
+    const InputImage input = ReadImage(path);
+    ASSERT_TRUE(input.ok()) << input.error.toStdString();
+    EXPECT_TRUE(input.source.converted);
+    EXPECT_EQ(input.source.low, 0);
+    EXPECT_EQ(input.source.high, 4095);
+    EXPECT_EQ(input.source.rangeSource, "file: BitsPerSample 12");
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], Level(3000, 0, 4095));  // 187
+    EXPECT_EQ(input.image.at<cv::Vec3b>(80, 53)[0], Level(500, 0, 4095)); // 31
+    EXPECT_EQ(Count(path), 3);
+
+    // The objects' intensities in the file's units: the inverse mapping,
+    // LOW + level × (HIGH - LOW) / 255, of the module's 8-bit measurements;
+    // the integral sums that over the object's pixels. The darkest pixel of
+    // a disc is the disc's 500, within half a step (4095 / 255 / 2).
+    CountSettings columns;
+    for (const char* name : {"Mean Gray Value", "Min Gray Value", "Max Gray Value", "Integral"})
+        columns.filters << FilterSetting{name, std::nullopt, std::nullopt};
+    catalogue::ResolveFilterNames(columns);
+    const ImageResult result = job::Run(path, columns, ImageOutputs());
+    ASSERT_TRUE(result.ok()) << result.error.toStdString();
+    ASSERT_EQ(result.source.original.size(), 3);
+    const auto column = [&](const char* name) { return result.columns.indexOf(name); };
+    ASSERT_GE(column("Integral"), 0);
+    const double step = 4095.0 / 255;
+    for (int i = 0; i < 3; ++i) {
+        const QList<double>& object = result.objects[i];
+        const QList<double>& original = result.source.original[i];
+        // The table prints the mean with three decimals.
+        EXPECT_NEAR(original[0], object[column("Mean Gray Value")] * step, step * 5e-4);
+        EXPECT_NEAR(original[1], object[column("Min Gray Value")] * step, 1e-9);
+        EXPECT_NEAR(original[2], object[column("Max Gray Value")] * step, 1e-9);
+        EXPECT_NEAR(original[3], object[column("Integral")] * step, 1e-6 * original[3]);
+        EXPECT_NEAR(original[1], 500, step / 2);
+    }
+}
+
+// 12-bit data in 16-bit samples declares no range: the image's minimum and
+// maximum become 0 and 255, unless the batch fixes the range.
+TEST_F(EngineInput, TwelveBitDataInSixteenBitsStretchesUnlessTheBatchFixesTheRange)
+{
+    tifftest::Page page;
+    page.image = tifftest::Discs(4, CV_16U, 3000, 500);
+    const QString path = WriteTiff("sixteen.tif", {page});
+    InputImage input = ReadImage(path);
+    ASSERT_TRUE(input.ok()) << input.error.toStdString();
+    EXPECT_EQ(input.source.rangeSource, "image minimum and maximum");
+    EXPECT_EQ(input.source.low, 500);
+    EXPECT_EQ(input.source.high, 3000);
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], 255);
+    EXPECT_EQ(input.image.at<cv::Vec3b>(80, 53)[0], 0);
+
+    InputSettings bits;
+    bits.bits = 12;
+    input = ReadImage(path, bits);
+    EXPECT_EQ(input.source.rangeSource, "option --bits 12");
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], Level(3000, 0, 4095));
+    EXPECT_EQ(input.image.at<cv::Vec3b>(80, 53)[0], Level(500, 0, 4095));
+
+    InputSettings range;
+    range.range = qMakePair(100.0, 6100.0);
+    input = ReadImage(path, range);
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], Level(3000, 100, 6100));  // 123
+    EXPECT_EQ(input.image.at<cv::Vec3b>(80, 53)[0], Level(500, 100, 6100)); // 17
+    CountSettings settings;
+    settings.input = range;
+    EXPECT_EQ(Count(path, settings), 4);
+}
+
+// PNG and PGM deeper than 8 bits take the same rule as TIFF.
+TEST_F(EngineInput, SixteenBitPngAndPgmFollowTheSameRule)
+{
+    const cv::Mat image = tifftest::Discs(2, CV_16U, 3000, 500);
+    ASSERT_TRUE(cv::imwrite(Path("deep.png").toStdString(), image));
+    InputImage input = ReadImage(Path("deep.png"));
+    ASSERT_TRUE(input.ok()) << input.error.toStdString();
+    EXPECT_EQ(input.source.rangeSource, "image minimum and maximum");
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], 255);
+
+    // PGM with maxval 4095: the header declares 12 bits.
+    QByteArray pgm = QByteArray("P5\n") + QByteArray::number(image.cols) + " " +
+                     QByteArray::number(image.rows) + "\n4095\n";
+    for (int y = 0; y < image.rows; ++y)
+        for (int x = 0; x < image.cols; ++x) {
+            const uint16_t v = image.at<uint16_t>(y, x);
+            pgm.append(char(v >> 8)).append(char(v & 0xff));
+        }
+    input = ReadImage(WriteBytes("deep.pgm", pgm));
+    ASSERT_TRUE(input.ok()) << input.error.toStdString();
+    EXPECT_EQ(input.source.high, 4095);
+    EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], Level(3000, 0, 4095));
+    EXPECT_EQ(Count(Path("deep.pgm")), 2);
+}
+
+// Three pages with 2, 3 and 5 discs: each page counts its own; without a
+// page the first is counted and the others are mentioned.
+TEST_F(EngineInput, EveryPageOfAStackCountsItsOwnDiscs)
+{
+    std::vector<tifftest::Page> pages(3);
+    const int discs[3] = {2, 3, 5};
+    for (int i = 0; i < 3; ++i)
+        pages[i].image = tifftest::Discs(discs[i], CV_8U, 220, 30);
+    const QString path = WriteTiff("stack.tif", pages);
+    EXPECT_EQ(PageCount(path), 3);
+    for (int i = 0; i < 3; ++i) {
+        const ImageResult result = job::Run(PageName(path, i + 1), CountSettings(), ImageOutputs());
+        ASSERT_TRUE(result.ok()) << result.error.toStdString();
+        EXPECT_EQ(result.count, discs[i]);
+        EXPECT_EQ(result.file, PageName(path, i + 1));
+        EXPECT_EQ(result.source.page, i + 1);
+        EXPECT_EQ(result.source.pages, 3);
+    }
+    const ImageResult first = job::Run(path, CountSettings(), ImageOutputs());
+    EXPECT_EQ(first.count, 2);
+    ASSERT_FALSE(first.source.notes.isEmpty());
+    EXPECT_TRUE(first.source.notes.first().contains("3 pages"))
+        << first.source.notes.join("|").toStdString();
+    CountSettings third;
+    third.input.page = 3;
+    EXPECT_EQ(Count(path, third), 5);
+    EXPECT_TRUE(Refused(PageName(path, 4), "no page 4"));
+}
+
+std::string Ome(const char* size, const char* unit, const char* sizeY)
+{
+    return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+                       "<OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\">"
+                       "<Image ID=\"Image:0\"><Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" "
+                       "Type=\"uint8\" SizeX=\"320\" SizeY=\"240\" SizeC=\"1\" SizeZ=\"3\" "
+                       "SizeT=\"1\" PhysicalSizeX=\"") +
+           size + "\" PhysicalSizeXUnit=\"" + unit + "\" PhysicalSizeY=\"" + sizeY +
+           "\" PhysicalSizeYUnit=\"" + unit +
+           "\"><TiffData IFD=\"0\" PlaneCount=\"3\"/></Pixels></Image></OME>";
+}
+
+// OME-TIFF z-stack with 0.5 µm pixels: the calibration comes from the file
+// and areas are the pixel areas times 0.25; each page knows its z.
+TEST_F(EngineInput, OmeTiffGivesThePixelSizeAndEachPlanesIndices)
+{
+    std::vector<tifftest::Page> pages(3);
+    for (int i = 0; i < 3; ++i)
+        pages[i].image = tifftest::Discs(i + 2, CV_8U, 220, 30);
+    pages[0].description = Ome("500", "nm", "500");
+    const QString path = WriteTiff("stack.ome.tif", pages);
+
+    CountSettings pixels;
+    pixels.input.fileCalibration = false; // as --scale 1 --unit px
+    const ImageResult inPixels = job::Run(PageName(path, 2), pixels, ImageOutputs());
+    const ImageResult fromFile = job::Run(PageName(path, 2), CountSettings(), ImageOutputs());
+    ASSERT_TRUE(inPixels.ok() && fromFile.ok()) << fromFile.error.toStdString();
+    EXPECT_EQ(fromFile.count, 3);
+    EXPECT_EQ(fromFile.source.calibrationSource, "file: OME-XML");
+    EXPECT_EQ(fromFile.source.plane, "c=0 z=1 t=0");
+    EXPECT_EQ(fromFile.unit, QStringLiteral("µm"));
+    EXPECT_DOUBLE_EQ(fromFile.source.scale, 0.5);
+    ASSERT_TRUE(inPixels.meanArea && fromFile.meanArea);
+    EXPECT_NEAR(*fromFile.meanArea, *inPixels.meanArea * 0.25, 1e-9 * *inPixels.meanArea);
+    EXPECT_TRUE(imageresult::SummaryLine(fromFile).contains("(file: OME-XML)"));
+
+    // The unit asked for: nanometres.
+    CountSettings nm;
+    nm.unit = "nm";
+    nm.defaultFilters = false; // the default area filter stops at 10^7 nm²
+    const ImageResult inNm = job::Run(PageName(path, 2), nm, ImageOutputs());
+    EXPECT_DOUBLE_EQ(inNm.source.scale, 500);
+    EXPECT_NEAR(*inNm.meanArea, *inPixels.meanArea * 250000, 1e-9 * *inNm.meanArea);
+
+    // An option's scale wins over the file's.
+    CountSettings option;
+    option.scale = 2;
+    option.unit = "mm";
+    option.input.fileCalibration = false;
+    const ImageResult byOption = job::Run(PageName(path, 2), option, ImageOutputs());
+    EXPECT_EQ(byOption.source.calibrationSource, "option");
+    EXPECT_NEAR(*byOption.meanArea, *inPixels.meanArea * 4, 1e-9 * *byOption.meanArea);
+}
+
+TEST_F(EngineInput, PixelsThatAreNotSquareAreNotedNotAveraged)
+{
+    tifftest::Page page;
+    page.image = tifftest::Discs(2, CV_8U, 220, 30);
+    page.description = Ome("0.5", "µm", "0.75");
+    const ImageResult result =
+        job::Run(WriteTiff("wide.tif", {page}), CountSettings(), ImageOutputs());
+    ASSERT_TRUE(result.ok());
+    EXPECT_DOUBLE_EQ(result.source.scale, 0.5);
+    EXPECT_DOUBLE_EQ(result.source.scaleY, 0.75);
+    EXPECT_TRUE(result.source.notes.join(' ').contains("not square"));
+}
+
+// 20000 pixels per cm and 50800 per inch are both 0.5 µm.
+TEST_F(EngineInput, ResolutionTagsInCentimetresAndInchesCalibrate)
+{
+    for (const auto& [resolution, unit] : {std::pair<float, int>{20000.f, 3}, {50800.f, 2}}) {
+        tifftest::Page page;
+        page.image = tifftest::Discs(2, CV_8U, 220, 30);
+        page.xResolution = resolution;
+        page.resolutionUnit = unit;
+        const ImageResult result = job::Run(WriteTiff(QString("res%1.tif").arg(unit), {page}),
+                                            CountSettings(), ImageOutputs());
+        ASSERT_TRUE(result.ok()) << result.error.toStdString();
+        EXPECT_EQ(result.source.calibrationSource, "file: resolution tags");
+        EXPECT_NEAR(result.source.scale, 0.5, 1e-6);
+        EXPECT_EQ(result.unit, QStringLiteral("µm"));
+    }
+}
+
+// Tiles (whose edges reach past the image), BigTIFF and RGB decode to the
+// same pixels as plain strips.
+TEST_F(EngineInput, TilesBigTiffAndRgbDecodeLikeStrips)
+{
+    tifftest::Page strips;
+    strips.image = tifftest::Discs(3, CV_16U, 3000, 500, {150, 100}, 8);
+    strips.bits = 12;
+    tifftest::Page tiles = strips;
+    tiles.tile = 32;
+    const InputImage a = ReadImage(WriteTiff("strips.tif", {strips}));
+    const InputImage b = ReadImage(WriteTiff("tiles.tif", {tiles}));
+    const InputImage c = ReadImage(WriteTiff("big.tif", {tiles}, true));
+    ASSERT_TRUE(a.ok() && b.ok() && c.ok()) << b.error.toStdString() << c.error.toStdString();
+    EXPECT_EQ(cv::norm(a.image, b.image, cv::NORM_INF), 0);
+    EXPECT_EQ(cv::norm(a.image, c.image, cv::NORM_INF), 0);
+
+    // RGB, stored red first, arrives as the module's BGR.
+    tifftest::Page rgb;
+    rgb.image = cv::Mat(40, 50, CV_8UC3, cv::Scalar(10, 20, 30));
+    const InputImage d = ReadImage(WriteTiff("rgb.tif", {rgb}));
+    ASSERT_TRUE(d.ok());
+    EXPECT_EQ(d.image.at<cv::Vec3b>(0, 0), cv::Vec3b(30, 20, 10));
+}
+
+// A TIFF cut short: refused with libtiff's words on the one line, and
+// nothing of libtiff's on stderr.
+TEST_F(EngineInput, TruncatedTiffIsRefusedWithLibtiffsWordsOnItsLine)
+{
+    tifftest::Page page;
+    page.image = tifftest::Discs(3, CV_8U, 220, 30);
+    const QString whole = WriteTiff("whole.tif", {page});
+    QFile file(whole);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll();
+    // The directory comes after the pixels: keep it and cut into the strips.
+    QByteArray cut = bytes;
+    cut.truncate(bytes.size() / 3);
+    EXPECT_TRUE(Refused(WriteBytes("cut.tif", cut), "tiff"));
+    QByteArray holed = bytes;
+    // Strip offsets pointing past the end: the data was lost.
+    EXPECT_TRUE(Refused(WriteBytes("eight.tif", bytes.left(8)), "tiff"));
+}
+
+// Headers that claim absurd sizes are refused before any decoding, for every
+// format: a WebP of 30000 × 20000, a BigTIFF of 30000 × 30000 16-bit RGB.
+TEST_F(EngineInput, DecompressionBombsAreRefusedFromTheirHeaders)
+{
+    // RIFF/WEBP with an extended header: canvas width-1 and height-1 in 24 bits.
+    QByteArray webp("RIFF\x40\0\0\0WEBPVP8X\x0a\0\0\0\0\0\0\0", 24);
+    auto three = [](int v) {
+        return QByteArray(1, char(v & 0xff)) + char((v >> 8) & 0xff) + char(v >> 16);
+    };
+    webp += three(30000 - 1) + three(20000 - 1) + QByteArray(40, '\0');
+    EXPECT_TRUE(Refused(WriteBytes("bomb.webp", webp), "30000 × 20000"));
+
+    // A BigTIFF whose directory claims 30000 × 30000 16-bit RGB samples.
+    TIFF* tif = TIFFOpen(Path("bomb.tif").toUtf8().constData(), "w8");
+    ASSERT_TRUE(tif);
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 30000u);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 30000u);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 30000u);
+    std::vector<uint8_t> row(30000 * 6, 0);
+    TIFFWriteScanline(tif, row.data(), 0, 0);
+    TIFFClose(tif);
+    EXPECT_TRUE(Refused(Path("bomb.tif"), "30000 × 30000"));
+
+    // The pixel limit is the batch's to raise.
+    ImageHeader header;
+    header.width = 25000;
+    header.height = 20000;
+    header.channels = 1;
+    EXPECT_TRUE(ImageSizeProblem(header, int64_t(1) << 50).contains("--max-pixels"));
+    EXPECT_TRUE(ImageSizeProblem(header, int64_t(1) << 50, 600000000).isEmpty());
+}
+
+// A JPEG without its end, or with its entropy data cut out, is corrupt: the
+// decoder's warning is the reason, and nothing reaches stderr.
+TEST_F(EngineInput, TruncatedJpegIsCorruptAndSaysSoOnItsLine)
+{
+    std::vector<uchar> encoded;
+    ASSERT_TRUE(cv::imencode(".jpg", tifftest::Discs(3, CV_8U, 220, 30), encoded));
+    const QByteArray whole(reinterpret_cast<const char*>(encoded.data()), int(encoded.size()));
+    ASSERT_TRUE(ReadImage(WriteBytes("whole.jpg", whole)).ok());
+    EXPECT_TRUE(Refused(WriteBytes("cut.jpg", whole.left(whole.size() * 2 / 3)), "libjpeg"));
+    EXPECT_TRUE(Refused(WriteBytes("noend.jpg", whole.left(whole.size() - 2)), "jpeg"));
+}
+
+// FIFOs, sockets and devices are refused from their type, never opened.
+TEST_F(EngineInput, SpecialFilesAreRefusedUnread)
+{
+    const QString fifo = Path("pipe.png");
+    ASSERT_EQ(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    EXPECT_TRUE(Refused(fifo, "FIFO"));
+
+    const QString socketPath = Path("s.png");
+    const int s = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s",
+                  QFile::encodeName(socketPath).constData());
+    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_TRUE(Refused(socketPath, "socket"));
+    close(s);
+    EXPECT_TRUE(Refused("/dev/zero", "device"));
+
+    ASSERT_EQ(symlink("nowhere.png", QFile::encodeName(Path("dangling.png")).constData()), 0);
+    EXPECT_TRUE(Refused(Path("dangling.png"), "dangling"));
+}
+
+} // namespace
