@@ -9,6 +9,7 @@
 
 #include "atomicfile.h"
 #include "catalogue.h"
+#include "filenames.h"
 #include "tablewriters.h"
 
 #include <QCoreApplication>
@@ -96,7 +97,8 @@ int Run(CommandLine c)
     }
 
     QStringList problems;
-    const QStringList files = batchplan::ExpandInputs(c.inputs, &problems);
+    const QStringList files =
+        batchplan::ExpandPages(batchplan::ExpandInputs(c.inputs, &problems), c.settings.input.page);
     const QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
     for (const QString& problem : problems)
         PrintError(problem);
@@ -114,6 +116,9 @@ int Run(CommandLine c)
             else
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
+            for (const QString& note : result.source.notes)
+                progress.PrintLine(
+                    stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
             progress.Update(position + 1);
@@ -149,6 +154,8 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(FilterMessages);
+    // Names that are not UTF-8 keep their bytes (and print escaped).
+    filenames::InstallCodec();
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);

@@ -1,6 +1,7 @@
 #include "job.h"
 
 #include "bitdepth.h"
+#include "filenames.h"
 #include "imageinput.h"
 
 #include <new>
@@ -12,7 +13,7 @@ namespace {
 ImageResult Failed(const QString& file, const QString& error)
 {
     ImageResult failed;
-    failed.file = file;
+    failed.file = filenames::Display(file);
     failed.error = error;
     return failed;
 }
@@ -60,7 +61,7 @@ ImageResult Count(const QString& file, const CountSettings& settings, const Imag
     const countrun::CountResult counted = countrun::Count(input.image, used, hooks);
     if (counted.core.cancelled)
         return Failed(file, QStringLiteral("stopped before it was counted"));
-    ImageResult result = countrun::Summarise(file, counted);
+    ImageResult result = countrun::Summarise(filenames::Display(file), counted);
     if (source.converted)
         source.original = OriginalIntensities(counted, source);
     result.source = source;
