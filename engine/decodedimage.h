@@ -25,7 +25,7 @@ struct DecodedImage
     int significantBits = 0; ///< bits the file declares as used, when fewer than stored
     int declaredMaximum = 0; ///< the largest value the file declares (PNM maxval), when not 2^n - 1
     QString bitsSource;      ///< where the declared range comes from, e.g. "file: BitsPerSample 12"
-    int storedBits = 8;      ///< bits per sample as stored in the file
+    int storedBits = 8;      ///< bits per sample as stored in the file (12 for packed 12-bit)
     int page = 1;            ///< 1-based page decoded
     int pages = 1;           ///< pages in the file
     QString plane;           ///< OME-TIFF plane of the page, e.g. "c=0 z=2 t=0"

@@ -276,7 +276,7 @@ InputImage ReadImage(const QString& path, const InputSettings& options)
     source.page = loaded.page;
     source.pages = loaded.pages;
     source.plane = loaded.plane;
-    source.storedBits = loaded.image.depth() == CV_16U ? 16 : 8;
+    source.storedBits = loaded.storedBits;
     source.channels = loaded.image.channels();
     source.notes = loaded.notes;
     if (loaded.pages > 1 && named == 0 && options.page == 0)
@@ -295,7 +295,7 @@ InputImage ReadImage(const QString& path, const InputSettings& options)
     source.rangeSource = mapping.source;
 
     input.decoded = loaded.image.size();
-    input.decodedDepth = source.storedBits;
+    input.decodedDepth = loaded.image.depth() == CV_16U ? 16 : 8;
     input.decodedChannels = source.channels;
     input.pixelSize = loaded.pixelSize;
     input.image = PixelFormatAdapter::ToModuleFormat(bitdepth::ToEightBit(loaded.image, mapping));

@@ -532,7 +532,7 @@ DecodedImage Read(const QString& path, int page, int64_t maxPixels)
         out.storedBits = 8;
     } else {
         result = samples;
-        out.storedBits = 16;
+        out.storedBits = l.bits;
         if (l.bits < 16) {
             out.significantBits = l.bits;
             out.bitsSource = QStringLiteral("file: BitsPerSample %1").arg(l.bits);
