@@ -123,6 +123,20 @@ TEST_F(CliInput, PageAllCountsEveryPageOfAnOmeStackUnderItsOwnName)
     EXPECT_EQ(QJsonDocument::fromJson(sidecar.readAll()).object().value("calibration").toString(),
               "file: OME-XML");
 
+    // Threads and worker processes hand on the same records.
+    for (const QStringList& how : {QStringList{"--jobs", "2"}, QStringList{"--isolate"}}) {
+        const Outcome again =
+            Run(QStringList{"count", "--page", "all", "--json"} + how + QStringList{"stack.tif"});
+        ASSERT_EQ(again.exitCode, 0) << again.err.toStdString();
+        const QJsonArray records =
+            QJsonDocument::fromJson(again.out.toUtf8()).object().value("images").toArray();
+        ASSERT_EQ(records.size(), 3);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(records[i].toObject().value("count").toInt(), discs[i]);
+            EXPECT_EQ(records[i].toObject().value("input"), images[i].toObject().value("input"));
+        }
+    }
+
     const Outcome first = Run({"count", "stack.tif"});
     EXPECT_EQ(first.exitCode, 0);
     EXPECT_TRUE(first.out.startsWith("stack.tif: 2 objects")) << first.out.toStdString();
