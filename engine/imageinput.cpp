@@ -37,6 +37,10 @@ QString FileDialogFilter()
                                        "All files (*)");
 }
 
+namespace {
+QString FileProblem(const QString& path);
+} // namespace
+
 void SplitPage(const QString& path, QString& file, int& page)
 {
     file = path;
@@ -59,6 +63,9 @@ QString PageName(const QString& file, int page)
 
 int PageCount(const QString& path)
 {
+    // Only regular files are opened: a FIFO would wait for a writer.
+    if (!FileProblem(path).isEmpty())
+        return 0;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return 0;

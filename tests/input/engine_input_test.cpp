@@ -400,7 +400,7 @@ TEST_F(EngineInput, DecompressionBombsAreRefusedFromTheirHeaders)
     EXPECT_TRUE(ImageSizeProblem(header, int64_t(1) << 50, 600000000).isEmpty());
 }
 
-// A JPEG without its end, or with its entropy data cut out, is corrupt: the
+// A JPEG without its end or with corrupt entropy data is corrupt: the
 // decoder's warning is the reason, and nothing reaches stderr.
 TEST_F(EngineInput, TruncatedJpegIsCorruptAndSaysSoOnItsLine)
 {
@@ -410,6 +410,17 @@ TEST_F(EngineInput, TruncatedJpegIsCorruptAndSaysSoOnItsLine)
     ASSERT_TRUE(ReadImage(WriteBytes("whole.jpg", whole)).ok());
     EXPECT_TRUE(Refused(WriteBytes("cut.jpg", whole.left(whole.size() * 2 / 3)), "libjpeg"));
     EXPECT_TRUE(Refused(WriteBytes("noend.jpg", whole.left(whole.size() - 2)), "jpeg"));
+
+    // Corrupt entropy data: zeroed bytes, and a marker amid the scan.
+    const int scan = whole.indexOf(QByteArray("\xff\xda", 2));
+    ASSERT_GT(scan, 0);
+    QByteArray zeroed = whole;
+    for (int i = 0; i < 40; ++i)
+        zeroed[scan + 200 + i] = '\0';
+    EXPECT_TRUE(Refused(WriteBytes("zeroed.jpg", zeroed), "Corrupt JPEG data"));
+    QByteArray marker = whole;
+    marker.insert(scan + (whole.size() - scan) / 2, QByteArray("\xff\xd3", 2));
+    EXPECT_TRUE(Refused(WriteBytes("marker.jpg", marker), "Corrupt JPEG data"));
 }
 
 // FIFOs, sockets and devices are refused from their type, never opened.
@@ -418,6 +429,7 @@ TEST_F(EngineInput, SpecialFilesAreRefusedUnread)
     const QString fifo = Path("pipe.png");
     ASSERT_EQ(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     EXPECT_TRUE(Refused(fifo, "FIFO"));
+    EXPECT_EQ(PageCount(fifo), 0); // not opened either
 
     const QString socketPath = Path("s.png");
     const int s = socket(AF_UNIX, SOCK_STREAM, 0);
