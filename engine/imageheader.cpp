@@ -287,8 +287,9 @@ QByteArray ReadAll(const QString& path)
 }
 
 /// The least headroom (limit - usage) of this process's control group and
-/// every group above it; -1 when none sets a limit.
-int64_t CgroupHeadroom()
+/// every group above it; -1 when none sets a limit. @p cgroupFile is
+/// /proc/self/cgroup, @p mount where the hierarchies are mounted.
+int64_t CgroupHeadroom(const QString& cgroupFile, const QString& mount)
 {
     int64_t least = -1;
     auto consider = [&least](int64_t limit, int64_t usage) {
@@ -298,7 +299,7 @@ int64_t CgroupHeadroom()
         const int64_t room = std::max<int64_t>(0, limit - std::max<int64_t>(0, usage));
         least = least < 0 ? room : std::min(least, room);
     };
-    for (const QByteArray& line : ReadAll(QStringLiteral("/proc/self/cgroup")).split('\n')) {
+    for (const QByteArray& line : ReadAll(cgroupFile).split('\n')) {
         const QList<QByteArray> parts = line.split(':');
         if (parts.size() < 3)
             continue;
@@ -306,22 +307,25 @@ int64_t CgroupHeadroom()
         const bool v1 = parts[1].split(',').contains("memory");
         if (!v2 && !v1)
             continue;
-        const QString root =
-            v2 ? QStringLiteral("/sys/fs/cgroup") : QStringLiteral("/sys/fs/cgroup/memory");
-        // The group's own path, then each parent up to the root of the mount
-        // (inside a container the path may not exist below the mount).
-        QString group = QString::fromUtf8(parts.mid(2).join(':')).trimmed();
-        for (;;) {
-            const QString dir = root + (group == QLatin1String("/") ? QString() : group);
-            if (v2)
-                consider(NumberIn(dir + "/memory.max"), NumberIn(dir + "/memory.current"));
-            else
-                consider(NumberIn(dir + "/memory.limit_in_bytes"),
-                         NumberIn(dir + "/memory.usage_in_bytes"));
-            if (group.isEmpty() || group == QLatin1String("/"))
-                break;
-            const int slash = group.lastIndexOf(QLatin1Char('/'));
-            group = slash <= 0 ? QStringLiteral("/") : group.left(slash);
+        // v2 alone is mounted on the mount point itself, beside v1 under "unified".
+        const QStringList roots = v2 ? QStringList{mount, mount + QStringLiteral("/unified")}
+                                     : QStringList{mount + QStringLiteral("/memory")};
+        for (const QString& root : roots) {
+            // The group's own path, then each parent up to the root of the
+            // mount (inside a container the path may not exist below it).
+            QString group = QString::fromUtf8(parts.mid(2).join(':')).trimmed();
+            for (;;) {
+                const QString dir = root + (group == QLatin1String("/") ? QString() : group);
+                if (v2)
+                    consider(NumberIn(dir + "/memory.max"), NumberIn(dir + "/memory.current"));
+                else
+                    consider(NumberIn(dir + "/memory.limit_in_bytes"),
+                             NumberIn(dir + "/memory.usage_in_bytes"));
+                if (group.isEmpty() || group == QLatin1String("/"))
+                    break;
+                const int slash = group.lastIndexOf(QLatin1Char('/'));
+                group = slash <= 0 ? QStringLiteral("/") : group.left(slash);
+            }
         }
     }
     return least;
@@ -331,14 +335,19 @@ int64_t CgroupHeadroom()
 
 int64_t AvailableMemory()
 {
-    int64_t available = KilobytesIn(ReadAll(QStringLiteral("/proc/meminfo")), "MemAvailable:");
+    return AvailableMemory(MemorySources());
+}
+
+int64_t AvailableMemory(const MemorySources& from)
+{
+    int64_t available = KilobytesIn(ReadAll(from.meminfo), "MemAvailable:");
     if (available < 0)
         available = int64_t(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
-    const int64_t cgroup = CgroupHeadroom();
+    const int64_t cgroup = CgroupHeadroom(from.cgroup, from.cgroupMount);
     if (cgroup >= 0)
         available = std::min(available, cgroup);
     // Address-space and data-segment limits count what the process holds already.
-    const QByteArray status = ReadAll(QStringLiteral("/proc/self/status"));
+    const QByteArray status = ReadAll(from.status);
     const std::pair<int, const char*> limits[] = {{RLIMIT_AS, "VmSize:"}, {RLIMIT_DATA, "VmData:"}};
     for (const auto& [resource, field] : limits) {
         rlimit limit{};

@@ -33,6 +33,16 @@ bool ReadImageHeader(const QString& path, ImageHeader& header, int page = 1);
 /// the process's present size.
 int64_t AvailableMemory();
 
+/// Where AvailableMemory reads: the system's files by default.
+struct MemorySources
+{
+    QString meminfo = QStringLiteral("/proc/meminfo");
+    QString status = QStringLiteral("/proc/self/status");
+    QString cgroup = QStringLiteral("/proc/self/cgroup");
+    QString cgroupMount = QStringLiteral("/sys/fs/cgroup");
+};
+int64_t AvailableMemory(const MemorySources& from);
+
 /**
  * @brief Why an image of @p header's size cannot be counted here, or an empty
  * string when it can.

@@ -11,7 +11,9 @@
 #include "imageinput.h"
 #include "job.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <opencv2/imgcodecs.hpp>
@@ -444,6 +446,54 @@ TEST_F(EngineInput, SpecialFilesAreRefusedUnread)
 
     ASSERT_EQ(symlink("nowhere.png", QFile::encodeName(Path("dangling.png")).constData()), 0);
     EXPECT_TRUE(Refused(Path("dangling.png"), "dangling"));
+}
+
+} // namespace
+
+namespace {
+
+// The memory left is the least of MemAvailable and each control group's
+// limit minus its usage, v2 and v1, walking up to the mount's root.
+TEST(EngineMemory, ControlGroupLimitsBoundTheMemoryAvailable)
+{
+    QTemporaryDir root;
+    ASSERT_TRUE(root.isValid());
+    auto write = [&root](const QString& name, const QByteArray& text) {
+        QDir().mkpath(QFileInfo(root.filePath(name)).absolutePath());
+        QFile file(root.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    };
+    MemorySources from;
+    from.meminfo = root.filePath("meminfo");
+    from.status = root.filePath("status");
+    from.cgroup = root.filePath("cgroup");
+    from.cgroupMount = root.filePath("fs");
+    write("meminfo", "MemTotal: 16000000 kB\nMemAvailable:    8000000 kB\n");
+    write("status", "VmSize: 1000 kB\n");
+
+    // cgroup v2: the group allows 1 GiB and uses 256 MiB; its parent has no limit.
+    write("cgroup", "0::/jobs/counter\n");
+    write("fs/jobs/counter/memory.max", "1073741824\n");
+    write("fs/jobs/counter/memory.current", "268435456\n");
+    write("fs/jobs/memory.max", "max\n");
+    EXPECT_EQ(AvailableMemory(from), 1073741824 - 268435456);
+
+    // A parent's tighter limit counts too.
+    write("fs/jobs/memory.max", "536870912\n");
+    write("fs/jobs/memory.current", "500000000\n");
+    EXPECT_EQ(AvailableMemory(from), 536870912 - 500000000);
+
+    // cgroup v1 (with v2 unused beside it), the "no limit" value skipped.
+    write("cgroup", "4:memory:/batch\n0::/\n");
+    write("fs/memory/batch/memory.limit_in_bytes", "2147483648\n");
+    write("fs/memory/batch/memory.usage_in_bytes", "147483648\n");
+    write("fs/memory/memory.limit_in_bytes", "9223372036854771712\n");
+    EXPECT_EQ(AvailableMemory(from), 2000000000);
+
+    // No group limit: MemAvailable.
+    write("fs/memory/batch/memory.limit_in_bytes", "9223372036854771712\n");
+    EXPECT_EQ(AvailableMemory(from), int64_t(8000000) * 1024);
 }
 
 } // namespace
