@@ -393,6 +393,29 @@ TEST_F(EngineInput, DecompressionBombsAreRefusedFromTheirHeaders)
     TIFFClose(tif);
     EXPECT_TRUE(Refused(Path("bomb.tif"), "30000 × 30000"));
 
+    // PNM, Sun raster and JPEG 2000 (codestream and JP2) headers, 40000 × 40000.
+    EXPECT_TRUE(Refused(
+        WriteBytes("bomb.pgm", "P5\n# made here\n40000 40000\n255\n" + QByteArray(64, '\0')),
+        "40000 × 40000"));
+    auto big = [](uint32_t v) {
+        return QByteArray(1, char(v >> 24)) + char(v >> 16) + char(v >> 8) + char(v);
+    };
+    EXPECT_TRUE(Refused(WriteBytes("bomb.ras", QByteArray("\x59\xa6\x6a\x95", 4) + big(40000) +
+                                                   big(40000) + big(24) + QByteArray(64, '\0')),
+                        "40000 × 40000"));
+    const QByteArray siz = QByteArray("\xff\x4f\xff\x51\x00\x29\x00\x00", 8) + big(40000) +
+                           big(40000) + big(0) + big(0) + big(40000) + big(40000) + big(0) +
+                           big(0) + QByteArray("\x00\x01\x07\x01\x01", 5) + QByteArray(64, '\0');
+    EXPECT_TRUE(Refused(WriteBytes("bomb.j2k", siz), "40000 × 40000"));
+    const QByteArray jp2 = QByteArray("\0\0\0\x0cjP  \r\n\x87\n\0\0\0\x2djp2h\0\0\0\x16ihdr", 28) +
+                           big(40000) + big(40000) + QByteArray("\x00\x03\x07\x07\x00\x00", 6) +
+                           QByteArray(64, '\0');
+    EXPECT_TRUE(Refused(WriteBytes("bomb.jp2", jp2), "40000 × 40000"));
+    // Floating-point formats are refused before decoding; unknown headers too.
+    EXPECT_TRUE(Refused(WriteBytes("sky.hdr", "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 9 +X 9\n"),
+                        "floating point"));
+    EXPECT_TRUE(Refused(WriteBytes("what.png", QByteArray(64, 'x')), "not an image"));
+
     // The pixel limit is the batch's to raise.
     ImageHeader header;
     header.width = 25000;
