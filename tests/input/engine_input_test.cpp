@@ -340,12 +340,25 @@ TEST_F(EngineInput, TilesBigTiffAndRgbDecodeLikeStrips)
     EXPECT_EQ(cv::norm(a.image, b.image, cv::NORM_INF), 0);
     EXPECT_EQ(cv::norm(a.image, c.image, cv::NORM_INF), 0);
 
-    // RGB, stored red first, arrives as the module's BGR.
+    // RGB, stored red first, arrives as the module's BGR, whether the planes
+    // are interleaved or stored apart.
     tifftest::Page rgb;
     rgb.image = cv::Mat(40, 50, CV_8UC3, cv::Scalar(10, 20, 30));
+    tifftest::Page planes = rgb;
+    planes.separatePlanes = true;
     const InputImage d = ReadImage(WriteTiff("rgb.tif", {rgb}));
-    ASSERT_TRUE(d.ok());
+    const InputImage e = ReadImage(WriteTiff("planes.tif", {planes}));
+    ASSERT_TRUE(d.ok() && e.ok()) << e.error.toStdString();
     EXPECT_EQ(d.image.at<cv::Vec3b>(0, 0), cv::Vec3b(30, 20, 10));
+    EXPECT_EQ(e.image.at<cv::Vec3b>(39, 49), cv::Vec3b(30, 20, 10));
+
+    // Minimum-is-white grey: stored 30 is 225 counted as minimum-is-black.
+    tifftest::Page white;
+    white.image = cv::Mat(40, 50, CV_8U, cv::Scalar(30));
+    white.minIsWhite = true;
+    const InputImage f = ReadImage(WriteTiff("white.tif", {white}));
+    ASSERT_TRUE(f.ok());
+    EXPECT_EQ(f.image.at<cv::Vec3b>(0, 0), cv::Vec3b(225, 225, 225));
 }
 
 // A TIFF cut short: refused with libtiff's words on the one line, and

@@ -56,8 +56,11 @@ bool Write(const QString& path, const std::vector<Page>& pages, bool bigTiff)
         TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(bits));
         TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, uint16_t(samples));
         TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
-                     samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-        TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+                     samples == 3      ? PHOTOMETRIC_RGB
+                     : page.minIsWhite ? PHOTOMETRIC_MINISWHITE
+                                       : PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(tif, TIFFTAG_PLANARCONFIG,
+                     page.separatePlanes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
         TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
         if (pages.size() > 1) {
             TIFFSetField(tif, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
@@ -94,7 +97,16 @@ bool Write(const QString& path, const std::vector<Page>& pages, bool bigTiff)
                 }
         } else {
             TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, uint32_t(page.rowsPerStrip));
-            for (int y = 0; y < image.rows && ok; ++y) {
+            if (page.separatePlanes) {
+                std::vector<cv::Mat> planes;
+                cv::split(image, planes);
+                for (int p = 0; p < samples && ok; ++p)
+                    for (int y = 0; y < image.rows && ok; ++y) {
+                        std::vector<uint8_t> row = Row(planes[size_t(p)], y, bits);
+                        ok = TIFFWriteScanline(tif, row.data(), uint32_t(y), uint16_t(p)) >= 0;
+                    }
+            }
+            for (int y = 0; y < image.rows && ok && !page.separatePlanes; ++y) {
                 std::vector<uint8_t> row = Row(image, y, bits);
                 ok = TIFFWriteScanline(tif, row.data(), uint32_t(y), 0) >= 0;
             }

@@ -22,7 +22,9 @@ struct Page
     std::string description; ///< ImageDescription, e.g. OME-XML; empty: none
     float xResolution = 0;   ///< pixels per unit; 0: no resolution tags
     float yResolution = 0;
-    int resolutionUnit = 0; ///< 1 none, 2 inch, 3 cm
+    int resolutionUnit = 0;      ///< 1 none, 2 inch, 3 cm
+    bool separatePlanes = false; ///< strips of each plane apart (PlanarConfig 2)
+    bool minIsWhite = false;     ///< grey stored inverted (Photometric 0)
 };
 
 /// Writes @p pages into @p path; false when libtiff refuses.
