@@ -217,8 +217,9 @@ TEST_F(CliInput, NamesThatAreNotUtf8AreReadAndShownEscaped)
     const QString name = QFile::decodeName(QByteArray("latin/caf\xe9.png"));
     WriteDiscs(name, 2);
     ASSERT_TRUE(QFile::exists(Path(name)));
-    for (const QString& argument : {QStringLiteral("latin"), name}) {
-        const Outcome o = Run({"count", argument});
+    for (const QStringList& arguments : {QStringList{"count", "latin"}, QStringList{"count", name},
+                                         QStringList{"count", "--isolate", "latin"}}) {
+        const Outcome o = Run(arguments);
         EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
         EXPECT_TRUE(o.out.contains("latin/caf\\xe9.png: 2 objects")) << o.out.toStdString();
     }
