@@ -457,6 +457,16 @@ DecodedImage Read(const QString& path, int page, int64_t maxPixels)
         chunkBytes = TIFFStripSize(t);
         rowBytes = TIFFScanlineSize(t);
     }
+    // A strip or tile is decoded whole: one far larger than the image it is
+    // part of is a header's lie, refused before its buffer is taken.
+    const uint64_t imageBytes = uint64_t(l.width) * l.height * l.samples * ((l.bits + 7) / 8);
+    if (chunkBytes > 0 && uint64_t(chunkBytes) > std::max<uint64_t>(imageBytes * 2, 64u << 20)) {
+        out.error = QStringLiteral("corrupt TIFF: a %1 of %2 MB for an image of %3 MB")
+                        .arg(tiled ? QStringLiteral("tile") : QStringLiteral("strip"))
+                        .arg(uint64_t(chunkBytes) >> 20)
+                        .arg(imageBytes >> 20);
+        return out;
+    }
     if (chunkWidth == 0 || chunkHeight == 0 || chunkBytes <= 0 || rowBytes <= 0 ||
         uint64_t(rowBytes) * 8 < uint64_t(chunkWidth) * chunkSamples * l.bits) {
         out.error =

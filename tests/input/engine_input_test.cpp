@@ -429,6 +429,21 @@ TEST_F(EngineInput, DecompressionBombsAreRefusedFromTheirHeaders)
                         "floating point"));
     EXPECT_TRUE(Refused(WriteBytes("what.png", QByteArray(64, 'x')), "not an image"));
 
+    // A 16 × 16 TIFF whose one tile claims 65536 × 65536 pixels.
+    TIFF* tiled = TIFFOpen(Path("tile.tif").toUtf8().constData(), "w");
+    ASSERT_TRUE(tiled);
+    TIFFSetField(tiled, TIFFTAG_IMAGEWIDTH, 16u);
+    TIFFSetField(tiled, TIFFTAG_IMAGELENGTH, 16u);
+    TIFFSetField(tiled, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiled, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tiled, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiled, TIFFTAG_TILEWIDTH, 65536u);
+    TIFFSetField(tiled, TIFFTAG_TILELENGTH, 65536u);
+    TIFFWriteCheck(tiled, 1, "test");
+    TIFFWriteDirectory(tiled);
+    TIFFClose(tiled);
+    EXPECT_TRUE(Refused(Path("tile.tif"), "a tile of 4096 MB"));
+
     // The pixel limit is the batch's to raise.
     ImageHeader header;
     header.width = 25000;
