@@ -29,6 +29,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <thread>
 
 namespace {
 
@@ -474,6 +475,56 @@ TEST_F(EngineInput, TruncatedJpegIsCorruptAndSaysSoOnItsLine)
     QByteArray marker = whole;
     marker.insert(scan + (whole.size() - scan) / 2, QByteArray("\xff\xd3", 2));
     EXPECT_TRUE(Refused(WriteBytes("marker.jpg", marker), "Corrupt JPEG data"));
+}
+
+// Files read on several threads at once keep their own decoder's words: a
+// cut TIFF's error names libtiff only, a cut JPEG's libjpeg only, a cut BMP
+// (decoded by OpenCV) neither; and nothing reaches stderr.
+TEST_F(EngineInput, DecoderMessagesStayWithTheirFileOnSeveralThreads)
+{
+    tifftest::Page page;
+    page.image = tifftest::Discs(3, CV_8U, 220, 30);
+    const QString tiff = WriteTiff("whole.tif", {page});
+    QFile whole(tiff);
+    ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
+    const QString cutTiff = WriteBytes("cut.tif", whole.readAll().left(20000));
+    std::vector<uchar> jpeg, bmp;
+    ASSERT_TRUE(cv::imencode(".jpg", page.image, jpeg));
+    ASSERT_TRUE(cv::imencode(".bmp", page.image, bmp));
+    const QString cutJpeg = WriteBytes(
+        "cut.jpg", QByteArray(reinterpret_cast<const char*>(jpeg.data()), int(jpeg.size()) / 2));
+    const QString cutBmp = WriteBytes(
+        "cut.bmp", QByteArray(reinterpret_cast<const char*>(bmp.data()), int(bmp.size()) / 2));
+    ASSERT_FALSE(ReadImage(cutTiff).ok());
+
+    struct Case
+    {
+        QString path;
+        const char* mine;
+        QStringList others;
+    };
+    const std::vector<Case> cases = {{cutTiff, "libtiff", {"libjpeg", "libpng"}},
+                                     {cutJpeg, "libjpeg", {"libtiff", "libpng"}},
+                                     {cutBmp, "", {"libtiff", "libjpeg", "libpng"}}};
+    StderrCapture capture;
+    std::vector<QStringList> errors(cases.size());
+    std::vector<std::thread> threads;
+    for (size_t c = 0; c < cases.size(); ++c)
+        threads.emplace_back([&, c] {
+            for (int i = 0; i < 30; ++i)
+                errors[c] << ReadImage(cases[c].path).error;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    const QByteArray printed = capture.Finish();
+    EXPECT_TRUE(printed.isEmpty()) << printed.toStdString();
+    for (size_t c = 0; c < cases.size(); ++c)
+        for (const QString& error : errors[c]) {
+            EXPECT_FALSE(error.isEmpty()) << cases[c].path.toStdString();
+            EXPECT_TRUE(error.contains(cases[c].mine)) << error.toStdString();
+            for (const QString& other : cases[c].others)
+                EXPECT_FALSE(error.contains(other)) << error.toStdString();
+        }
 }
 
 // FIFOs, sockets and devices are refused from their type, never opened.
