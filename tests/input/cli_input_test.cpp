@@ -16,6 +16,7 @@
 #include <QProcessEnvironment>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QtEndian>
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -154,10 +155,42 @@ TEST_F(CliInput, PageAllCountsEveryPageOfAnOmeStackUnderItsOwnName)
     EXPECT_EQ(Run({"count", "--bits", "12", "--range", "0:10", "stack.tif"}).exitCode, 2);
 }
 
+uint32_t Crc32(const QByteArray& bytes)
+{
+    uint32_t crc = 0xffffffffu;
+    for (const char c : bytes) {
+        crc ^= static_cast<uint8_t>(c);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A PNG whose compressed image data is damaged, its chunk's CRC made right
+// again so that only the data is wrong.
+QByteArray DamagedPng()
+{
+    std::vector<uchar> encoded;
+    cv::imencode(".png", tifftest::Discs(3, CV_8U, 220, 30), encoded);
+    QByteArray png(reinterpret_cast<const char*>(encoded.data()), int(encoded.size()));
+    const int idat = png.indexOf("IDAT");
+    const int length = int(qFromBigEndian<quint32>(png.constData() + idat - 4));
+    for (int i = 2; i < 12; ++i)
+        png[idat + 4 + i] = char(png[idat + 4 + i] ^ 0x5a);
+    const quint32 crc = qToBigEndian(Crc32(png.mid(idat, 4 + length)));
+    png.replace(idat + 4 + length, 4, QByteArray(reinterpret_cast<const char*>(&crc), 4));
+    return png;
+}
+
 // A JPEG cut short counted as good before; now the file is named with the
-// decoder's reason, the status is 1, and no raw decoder line reaches stderr.
+// decoder's reason, the status is 1, and no raw decoder line reaches stderr
+// (libpng printed its own "libpng error: ..." for a damaged PNG).
 TEST_F(CliInput, CorruptJpegFailsItsFileAndTheDecoderNeverPrintsRaw)
 {
+    QFile damaged(Path("damaged.png"));
+    ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
+    damaged.write(DamagedPng());
+    damaged.close();
     std::vector<uchar> encoded;
     ASSERT_TRUE(cv::imencode(".jpg", tifftest::Discs(3, CV_8U, 220, 30), encoded));
     QFile cut(Path("cut.jpg"));
@@ -165,8 +198,10 @@ TEST_F(CliInput, CorruptJpegFailsItsFileAndTheDecoderNeverPrintsRaw)
     cut.write(reinterpret_cast<const char*>(encoded.data()), qint64(encoded.size() * 2 / 3));
     cut.close();
     WriteDiscs("good.png", 2);
-    const Outcome o = Run({"count", "cut.jpg", "good.png"});
+    const Outcome o = Run({"count", "cut.jpg", "damaged.png", "good.png"});
     EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("autocount: damaged.png: corrupt or truncated PNG (libpng: "))
+        << o.err.toStdString();
     EXPECT_TRUE(o.err.contains("autocount: cut.jpg: corrupt or truncated JPEG"))
         << o.err.toStdString();
     EXPECT_TRUE(OnlyOwnLines(o.err));
