@@ -423,7 +423,8 @@ DecodedImage Read(const QString& path, int page, int64_t maxPixels)
     header.width = l.width;
     header.height = l.height;
     header.channels = OutputChannels(l);
-    header.bytesPerSample = l.bits > 8 ? 2 : 1;
+    // Every page is decoded through 16-bit samples, whatever its depth.
+    header.bytesPerSample = 2;
     if (l.width == 0 || l.height == 0) {
         out.error = WithMessages(QStringLiteral("corrupt TIFF: no image size"), messages);
         return out;
