@@ -280,6 +280,22 @@ TEST_F(CliInput, AddressSpaceLimitRefusesABigImageByName)
     EXPECT_TRUE(o.out.contains("small.png: 2 objects")) << o.out.toStdString();
 }
 
+// --max-pixels sets the pixel limit of the check before decoding.
+TEST_F(CliInput, MaxPixelsRefusesLargerImagesByName)
+{
+    ASSERT_TRUE(
+        cv::imwrite(Path("wide.png").toStdString(), cv::Mat(1000, 2000, CV_8U, cv::Scalar(9))));
+    WriteDiscs("small.png", 2);
+    const Outcome o = Run({"count", "--max-pixels", "1000000", "wide.png", "small.png"});
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("autocount: wide.png: image too large to decode: 2000 × 1000 pixels "
+                               "(at most 1000000 pixels; --max-pixels allows more)"))
+        << o.err.toStdString();
+    EXPECT_TRUE(o.out.contains("small.png: 2 objects"));
+    EXPECT_EQ(Run({"count", "--max-pixels", "2000000", "wide.png"}).exitCode, 0);
+    EXPECT_EQ(Run({"count", "--max-pixels", "many", "wide.png"}).exitCode, 2);
+}
+
 // Memory that runs out while one image is counted (every allocation of
 // 20 MB or more fails) fails that image with a clear line; the next is counted.
 TEST_F(CliInput, RunningOutOfMemoryFailsOnlyThatImage)
