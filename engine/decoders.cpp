@@ -252,8 +252,8 @@ void RouteErrors()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        static RoutedErrors routed(std::cerr.rdbuf());
-        std::cerr.rdbuf(&routed);
+        // Never destroyed: std::cerr is flushed after static objects are gone.
+        std::cerr.rdbuf(new RoutedErrors(std::cerr.rdbuf()));
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_WARNING);
     });
 }
