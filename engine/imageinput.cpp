@@ -238,6 +238,14 @@ void Calibrate(const CountSettings& settings, const PixelSize& size, ImageSource
     source.calibrationSource.clear();
     if (!settings.input.fileCalibration) {
         source.calibrationSource = QStringLiteral("option");
+        if (size.valid())
+            source.notes << QStringLiteral("the file declares %1 × %2 µm pixels (%3); the "
+                                           "option's %4 %5/px is used")
+                                .arg(size.x)
+                                .arg(size.y)
+                                .arg(size.source)
+                                .arg(settings.scale)
+                                .arg(settings.unit);
         return;
     }
     if (!size.valid())

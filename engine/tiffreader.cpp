@@ -491,7 +491,7 @@ DecodedImage Read(const QString& path, int page, int64_t maxPixels)
                           : TIFFReadEncodedStrip(t, TIFFComputeStrip(t, y0, tsample_t(plane)),
                                                  chunk.data(), chunkBytes);
                 const uint32_t rows = std::min(chunkHeight, l.height - y0);
-                if (got < 0 || (!tiled && got < tmsize_t(rows) * rowBytes)) {
+                if (got < tmsize_t(rows) * rowBytes) {
                     out.error = WithMessages(
                         QStringLiteral("corrupt or truncated TIFF: %1 %2 cannot be read")
                             .arg(tiled ? QStringLiteral("tile at") : QStringLiteral("strip at row"))

@@ -292,6 +292,8 @@ TEST_F(EngineInput, OmeTiffGivesThePixelSizeAndEachPlanesIndices)
     option.input.fileCalibration = false;
     const ImageResult byOption = job::Run(PageName(path, 2), option, ImageOutputs());
     EXPECT_EQ(byOption.source.calibrationSource, "option");
+    EXPECT_TRUE(byOption.source.notes.join(' ').contains("the file declares 0.5 × 0.5 µm pixels"))
+        << byOption.source.notes.join('|').toStdString();
     EXPECT_NEAR(*byOption.meanArea, *inPixels.meanArea * 4, 1e-9 * *byOption.meanArea);
 }
 
