@@ -222,8 +222,9 @@ TEST_F(CliInput, FifoInputIsRefusedAtOnceAndTheBatchGoesOn)
 }
 
 // A folder batch names each image file it cannot read on its own line: a
-// dangling link, and (where permissions bind, i.e. not as root) a file
-// without read permission.
+// dangling link, and a file without read permission. Permissions do not bind
+// root, so as root the program runs as nobody (setpriv); without setpriv the
+// unreadable file is not tried.
 TEST_F(CliInput, FolderBatchNamesEveryImageFileItCannotRead)
 {
     QDir().mkpath(Path("images"));
@@ -231,16 +232,32 @@ TEST_F(CliInput, FolderBatchNamesEveryImageFileItCannotRead)
     ASSERT_EQ(symlink("gone.png", QFile::encodeName(Path("images/b-dangling.png")).constData()), 0);
     WriteDiscs("images/c-locked.png", 3);
     ASSERT_EQ(chmod(QFile::encodeName(Path("images/c-locked.png")).constData(), 0), 0);
-    const Outcome o = Run({"count", "images"});
-    EXPECT_EQ(o.exitCode, 1);
+    Outcome o;
+    bool denied = geteuid() != 0;
+    if (denied) {
+        o = Run({"count", "images"});
+    } else {
+        const QString setpriv = QStandardPaths::findExecutable("setpriv");
+        if (!setpriv.isEmpty()) {
+            denied = true;
+            for (const QString& folder : {dir.path(), Path("images")})
+                ASSERT_EQ(chmod(QFile::encodeName(folder).constData(), 0755), 0);
+            o = Run({"--reuid=65534", "--regid=65534", "--clear-groups", AUTOCOUNT_PROGRAM, "count",
+                     "images"},
+                    setpriv);
+        } else {
+            o = Run({"count", "images"});
+        }
+    }
+    EXPECT_EQ(o.exitCode, 1) << o.err.toStdString();
     EXPECT_TRUE(o.out.contains("images/a-good.png: 2 objects")) << o.out.toStdString();
     EXPECT_TRUE(o.err.contains("autocount: images/b-dangling.png: dangling symbolic link"))
         << o.err.toStdString();
-    if (geteuid() != 0)
-        EXPECT_TRUE(o.err.contains("autocount: images/c-locked.png: cannot read"))
+    if (denied) {
+        EXPECT_TRUE(
+            o.err.contains("autocount: images/c-locked.png: cannot read: Permission denied"))
             << o.err.toStdString();
-    else
-        EXPECT_TRUE(o.out.contains("images/c-locked.png: 3 objects")); // root reads it anyway
+    }
 }
 
 // A name that is not UTF-8 (Latin-1 "café") is read, from a folder and as
