@@ -28,6 +28,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGraphicsScene>
+#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -249,15 +250,66 @@ bool MainWindow::OpenImage(const QString& path)
         ShowError(tr("Please wait until the automatic cut has finished."));
         return false;
     }
-    const InputImage input = ReadImage(path);
+    // A multi-page file opens the page the user picks; "FILE[N]" names one.
+    QString file;
+    int page = 0;
+    SplitPage(path, file, page);
+    if (page == 0) {
+        const int pages = PageCount(file);
+        if (pages > 1) {
+            bool chosen = false;
+            page = QInputDialog::getInt(
+                this, tr("Open Page"),
+                tr("%1 has %2 pages. Page to open:").arg(QFileInfo(file).fileName()).arg(pages), 1,
+                1, pages, 1, &chosen);
+            if (!chosen)
+                return false;
+        }
+    }
+    InputSettings options;
+    options.page = page;
+    const InputImage input = ReadImage(file, options);
     if (!input.ok()) {
         ShowError(tr("%1: %2").arg(path, input.error));
         return false;
     }
+    // The pixel size the file declares is the calibration while it is open;
+    // otherwise the one saved with the calibration dialog.
+    const Calibration saved = Calibration::Load();
+    CountSettings asSaved;
+    asSaved.scale = saved.scale;
+    asSaved.unit = saved.unit.isEmpty() ? QStringLiteral("px") : saved.unit;
+    ImageSource source = input.source;
+    Calibrate(asSaved, input.pixelSize, source);
+    const bool fromFile = source.calibrationSource.startsWith(QLatin1String("file"));
+    if (fromFile)
+        Calibration{source.scale, source.unit}.Apply();
+    else if (fileCalibration_)
+        saved.Apply();
+    fileCalibration_ = fromFile;
+
     const cv::Mat& image = input.image;
-    imagePath_ = QFileInfo(path).absoluteFilePath();
+    imagePath_ = QFileInfo(file).absoluteFilePath();
     recent_->Add(imagePath_);
-    SetImage(image, QFileInfo(path).fileName());
+    const QString title = source.pages > 1 ? tr("%1 [page %2 of %3]")
+                                                 .arg(QFileInfo(file).fileName())
+                                                 .arg(source.page)
+                                                 .arg(source.pages)
+                                           : QFileInfo(file).fileName();
+    SetImage(image, title);
+    // What was decided about the input stays visible: conversion, calibration, notes.
+    QStringList said;
+    const QString described = imagesource::Describe(source);
+    if (!described.isEmpty())
+        said << described;
+    said << source.notes;
+    if (!said.isEmpty())
+        statusBar()->showMessage(tr("%1: %2 × %3 pixels; %4")
+                                     .arg(title)
+                                     .arg(image.cols)
+                                     .arg(image.rows)
+                                     .arg(said.join(QStringLiteral("; "))),
+                                 15000);
     return true;
 }
 

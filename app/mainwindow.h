@@ -77,6 +77,7 @@ private:
     QLabel* countLabel_;
     QLabel* zoomLabel_;
     QString imagePath_;
+    bool fileCalibration_ = false; ///< the calibration in force came from the image file
     bool closePending_ = false;
 
     QAction* openAction_ = nullptr;

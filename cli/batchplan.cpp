@@ -47,7 +47,10 @@ QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
             files << argument;
             continue;
         }
-        QStringList names = QDir(argument).entryList(QDir::Files | QDir::Readable);
+        // Every file of the folder with an image suffix, also those that
+        // cannot be read (a dangling link, no permission, a FIFO): each is
+        // then named with its reason rather than left out in silence.
+        QStringList names = QDir(argument).entryList(QDir::Files | QDir::System);
         names.erase(std::remove_if(names.begin(), names.end(),
                                    [](const QString& name) { return !HasImageSuffix(name); }),
                     names.end());
@@ -60,6 +63,23 @@ QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
             files << QDir::cleanPath(folder.filePath(name));
     }
     return files;
+}
+
+QStringList ExpandPages(const QStringList& files, int page)
+{
+    if (page != InputSettings::kAllPages)
+        return files;
+    QStringList expanded;
+    for (const QString& file : files) {
+        const int pages = PageCount(file);
+        if (pages <= 1) {
+            expanded << file;
+            continue;
+        }
+        for (int p = 1; p <= pages; ++p)
+            expanded << PageName(file, p);
+    }
+    return expanded;
 }
 
 QPair<int, int> ParseShard(const QString& text)
@@ -78,7 +98,12 @@ QPair<int, int> ParseShard(const QString& text)
 QString ExpandPattern(const QString& pattern, const QString& file, int index)
 {
     QString path = pattern;
-    path.replace(QLatin1String("{stem}"), QFileInfo(file).completeBaseName());
+    QString whole;
+    int page = 0;
+    SplitPage(file, whole, page);
+    const QString stem = QFileInfo(whole).completeBaseName();
+    path.replace(QLatin1String("{stem}"),
+                 page > 0 ? QStringLiteral("%1[%2]").arg(stem).arg(page) : stem);
     path.replace(QLatin1String("{index}"), QString::number(index));
     return path;
 }
@@ -101,8 +126,12 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
                                             "{index}, e.g. out/{stem}.xlsx"));
 
     QSet<QString> inputs;
-    for (const QString& file : files)
-        inputs.insert(Identity(file));
+    for (const QString& file : files) {
+        QString whole;
+        int page = 0;
+        SplitPage(file, whole, page);
+        inputs.insert(Identity(whole));
+    }
 
     // Which option claimed each output file, over the whole list, so that a
     // clash is found whichever shard runs.

@@ -44,11 +44,16 @@ QStringList ExpandInputs(const QStringList& arguments, QStringList* problems);
 /// may write to one stream.
 bool IsStream(const QString& path);
 
+/// With @p page InputSettings::kAllPages, each multi-page file of @p files
+/// becomes its pages "FILE[1]", "FILE[2]", ...; otherwise @p files as they are.
+QStringList ExpandPages(const QStringList& files, int page);
+
 /// Parses "I/N" (1 ≤ I ≤ N); throws UsageError naming --shard.
 QPair<int, int> ParseShard(const QString& text);
 
 /// The path of @p pattern for one image: {stem} becomes the file name without
-/// its last suffix, {index} the 1-based position in the whole input list.
+/// its last suffix (with "[N]" for page N), {index} the 1-based position in
+/// the whole input list.
 QString ExpandPattern(const QString& pattern, const QString& file, int index);
 
 /**

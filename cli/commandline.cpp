@@ -4,6 +4,7 @@
 #include "catalogue.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 
 #include <cmath>
 
@@ -23,17 +24,38 @@ const char* const kSummary = "Usage: autocount count [options] [IMAGE|FOLDER ...
 
 const char* const kEpilogue = R"(
 Images:
-  PNG, JPEG, TIFF and BMP files; a folder stands for the image files in it
-  (png, jpg, jpeg, tif, tiff, bmp), sorted by name. The module counts 8-bit
-  three-channel images, so every image is converted first:
-    - 16-bit images are scaled by 1/257 and rounded (65535 becomes 255), the
-      same for every image, so a grey level means the same throughout a batch
-      and --low/--high refer to the scaled 0-255 values. A 12-bit camera image
-      stored in 16 bits therefore looks dark (4095 becomes 16); the automatic
-      modes still find its threshold.
+  PNG, JPEG, TIFF (also BigTIFF, tiled, multi-page, OME-TIFF) and BMP files,
+  and WebP, JPEG 2000, PNM and Sun raster; a folder stands for the image files
+  in it (png, jpg, jpeg, tif, tiff, bmp), sorted by name. The size a header
+  claims is checked before decoding (at most --max-pixels pixels, and what the
+  memory left to the process holds); FIFOs, devices and sockets are refused
+  unread. A corrupt or truncated file (any decoder warning) is refused with
+  the decoder's words. The module counts 8-bit three-channel images, so every
+  image is converted first:
+    - samples deeper than 8 bits (12-bit camera data in 16 bits, 16-bit PNG,
+      PGM) are mapped linearly onto 0-255: LOW becomes 0, HIGH 255, rounded.
+      LOW:HIGH is --range, or 0:2^B-1 with --bits B, or else the range the
+      file declares (TIFF BitsPerSample below 16, OME SignificantBits, PNG
+      sBIT, PGM maxval), or else the image's own minimum and maximum. Give
+      --bits or --range so that --low/--high mean the same in every image.
+      The JSON record's "input" block names the range and where it came
+      from; its "original" block gives each object's mean, smallest and
+      largest grey value and integral in the file's own units.
     - single-channel (grey) images are repeated into the three colour planes;
       an alpha plane is dropped.
   Other pixel types (32-bit, floating point) are refused with a message.
+  Pages: without --page a multi-page TIFF counts page 1 and says that there
+  are more; --page all counts each page as FILE[N] in every output, and an
+  input may name a page itself as FILE[N]. OME-TIFF pages carry their channel,
+  z and time index in the JSON record.
+
+Calibration:
+  --scale S --unit U gives it. Without --scale, an image that declares its
+  pixel size (OME-XML PhysicalSizeX, or the TIFF resolution tags in inch or
+  cm, or ImageJ's unit) is calibrated from it, converted to --unit (default
+  um). The summary line, the JSON record and the settings written beside the
+  outputs say where the scale came from; pixels that are not square are
+  noted, and their width is used.
 
 Manual band:
   --channel picks the channel as the module's histogram dialog numbers it,
@@ -78,6 +100,7 @@ Examples:
   autocount count --settings mine.json --json images/ > results.json
   autocount count --jsonl - --scale 0.001 --unit mm images/ | jq .count
   autocount count --objects objects.csv --sqlite results.db --resume images/
+  autocount count --page all --bits 12 --unit um --summary stack.csv stack.ome.tif
 )";
 
 struct Options
@@ -139,7 +162,11 @@ struct Options
                                         "Drop the four default filters (Area, Roundness, Long "
                                         "Axis, Short Axis: 0 to 10000000), and their columns."};
     QCommandLineOption scale{"scale", "Calibration: units per pixel (needs --unit).", "S"};
-    QCommandLineOption unit{"unit", "Unit name of the calibration (default px).", "U"};
+    QCommandLineOption unit{"unit",
+                            "Unit of the calibration: with --scale its name; without, the unit "
+                            "that the pixel size a file declares is converted to (nm, µm, mm, "
+                            "cm, m, in; default µm). Images that declare none stay in px.",
+                            "U"};
     QCommandLineOption report{"report",
                               "Write the spreadsheet report (image, object table, "
                               "statistics).",
@@ -198,6 +225,25 @@ struct Options
                                  "with the next (default 600; 0: no limit). Without --isolate "
                                  "the count stops at its next step.",
                                  "S"};
+    // How images are read.
+    QCommandLineOption page{"page",
+                            "Page of a multi-page TIFF to count, 1-based, or all: every page "
+                            "counted as an image of its own, named FILE[N]. Default: page 1, "
+                            "with a note when there are more.",
+                            "N|all"};
+    QCommandLineOption bits{"bits",
+                            "Samples deeper than 8 bits span 0 to 2^B-1 and are mapped onto "
+                            "0-255 alike in every image (default: the range the file declares, "
+                            "else the image's own minimum and maximum).",
+                            "8|10|12|14|16"};
+    QCommandLineOption range{"range",
+                             "Samples deeper than 8 bits: LOW becomes 0 and HIGH 255 in every "
+                             "image; not with --bits.",
+                             "LOW:HIGH"};
+    QCommandLineOption maxPixels{"max-pixels",
+                                 "Refuse images of more than N pixels before decoding them "
+                                 "(default 400000000).",
+                                 "N"};
     QCommandLineOption worker{BatchRunner::kWorkerOption, "Count images for a batch."};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{"version", "Show the version."};
@@ -230,6 +276,8 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.resume,       &o.worker,
                                        &o.help,         &o.version})
         parser.addOption(*option);
+    for (QCommandLineOption* option : {&o.page, &o.bits, &o.range, &o.maxPixels})
+        parser.addOption(*option);
 }
 
 double Number(const QString& option, const QString& text)
@@ -261,6 +309,36 @@ QString Single(const QCommandLineParser& parser, const QString& name)
     return values.value(0);
 }
 
+/// --page, --bits, --range, --max-pixels and where the calibration comes from.
+void ParseInputOptions(const QCommandLineParser& parser, const Options& o, CountSettings& s)
+{
+    InputSettings& in = s.input;
+    if (parser.isSet(o.scale))
+        in.fileCalibration = false;
+    if (parser.isSet(o.page))
+        in.page = countsettings::ParsePage("--page", Single(parser, "page"));
+    if (parser.isSet(o.bits) && parser.isSet(o.range))
+        throw UsageError(QStringLiteral("--range"), QStringLiteral("not together with --bits"));
+    if (parser.isSet(o.bits)) {
+        static const QStringList allowed = {"8", "10", "12", "14", "16"};
+        in.bits = allowed[countsettings::Choice("--bits", Single(parser, "bits"), allowed)].toInt();
+        in.range.reset();
+    }
+    if (parser.isSet(o.range)) {
+        in.range = countsettings::ParseRange("--range", Single(parser, "range"));
+        in.bits = 0;
+    }
+    if (parser.isSet(o.maxPixels)) {
+        bool ok = false;
+        const qint64 n = Single(parser, "max-pixels").trimmed().toLongLong(&ok);
+        if (!ok || n < 1)
+            throw UsageError(QStringLiteral("--max-pixels"),
+                             QStringLiteral("'%1' is not a positive whole number")
+                                 .arg(parser.value(o.maxPixels)));
+        in.maxPixels = n;
+    }
+}
+
 } // namespace
 
 bool WritesStdout(const CommandLine& c)
@@ -273,6 +351,14 @@ bool WritesStdout(const CommandLine& c)
 
 QString HelpText()
 {
+    // Qt's help text reads the program's arguments, which need an
+    // application object; --help is answered before the program makes one.
+    static int argc = 1;
+    static char name[] = "autocount";
+    static char* argv[] = {name, nullptr};
+    std::unique_ptr<QCoreApplication> app;
+    if (!QCoreApplication::instance())
+        app = std::make_unique<QCoreApplication>(argc, argv);
     QCommandLineParser parser;
     Options o;
     AddOptions(parser, o);
@@ -388,6 +474,7 @@ CommandLine Parse(const QStringList& arguments)
         if (s.unit.isEmpty())
             throw UsageError(QStringLiteral("--unit"), QStringLiteral("empty unit name"));
     }
+    ParseInputOptions(parser, o, s);
     catalogue::ResolveFilterNames(s);
     countsettings::Validate(s);
     c.settings = s;

@@ -11,6 +11,7 @@
 
 #include "catalogue.h"
 #include "checkedfile.h"
+#include "filenames.h"
 #include "tablewriters.h"
 
 #include <QCoreApplication>
@@ -141,7 +142,8 @@ int Run(CommandLine c)
     }
 
     QStringList problems;
-    const QStringList files = batchplan::ExpandInputs(c.inputs, &problems);
+    const QStringList files =
+        batchplan::ExpandPages(batchplan::ExpandInputs(c.inputs, &problems), c.settings.input.page);
     QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
     for (const QString& problem : problems)
         PrintError(problem);
@@ -188,6 +190,9 @@ int Run(CommandLine c)
             else if (!notCounted)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
+            for (const QString& note : result.source.notes)
+                progress.PrintLine(
+                    stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
             if (!notCounted) {
@@ -260,6 +265,8 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(FilterMessages);
+    // Names that are not UTF-8 keep their bytes (and print escaped).
+    filenames::InstallCodec();
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);

@@ -1,5 +1,6 @@
 #include "workerpool.h"
 
+#include "filenames.h"
 #include "job.h"
 
 #include <QElapsedTimer>
@@ -84,7 +85,7 @@ namespace {
 ImageResult Failed(const BatchItem& item, const QString& error)
 {
     ImageResult result;
-    result.file = item.file;
+    result.file = filenames::Display(item.file);
     result.error = error;
     return result;
 }
@@ -171,7 +172,7 @@ QList<ImageResult> WorkerPool::Run(const QList<BatchItem>& items, const ResultHa
                 const QJsonDocument reply = QJsonDocument::fromJson(line);
                 if (!reply.isObject() || !imageresult::FromJson(reply.object(), result))
                     result = Failed(item, QStringLiteral("the worker gave no result"));
-                result.file = item.file;
+                result.file = filenames::Display(item.file);
                 done[w->position] = std::make_unique<ImageResult>(result);
                 w->state = State::Idle;
                 feed(*w);

@@ -1,6 +1,13 @@
 #include "imageheader.h"
 
+#include "tiffreader.h"
+
 #include <QFile>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cctype>
 
 #include <unistd.h>
 
@@ -92,57 +99,138 @@ bool ReadJpeg(QFile& file, ImageHeader& h)
     }
 }
 
-bool ReadTiff(QFile& file, ImageHeader& h)
+bool ReadWebp(const QByteArray& b, ImageHeader& h)
 {
-    const QByteArray head = file.read(8);
-    if (head.size() < 8)
+    if (b.size() < 30 || !b.startsWith("RIFF") || b.mid(8, 4) != "WEBP")
         return false;
-    bool little;
-    if (head.startsWith(QByteArray("II*\0", 4)))
-        little = true;
-    else if (head.startsWith(QByteArray("MM\0*", 4)))
-        little = false;
-    else
+    const QByteArray chunk = b.mid(12, 4);
+    if (chunk == "VP8X") {
+        h.width = int64_t(LittleEndian(b, 24, 3)) + 1;
+        h.height = int64_t(LittleEndian(b, 27, 3)) + 1;
+        h.channels = (uint8_t(b[20]) & 0x10) ? 4 : 3;
+    } else if (chunk == "VP8L") {
+        if (uint8_t(b[20]) != 0x2f)
+            return false;
+        const uint32_t bits = LittleEndian(b, 21, 4);
+        h.width = int64_t(bits & 0x3fff) + 1;
+        h.height = int64_t((bits >> 14) & 0x3fff) + 1;
+        h.channels = 4;
+    } else if (chunk == "VP8 ") {
+        if (uint8_t(b[23]) != 0x9d || uint8_t(b[24]) != 0x01 || uint8_t(b[25]) != 0x2a)
+            return false;
+        h.width = LittleEndian(b, 26, 2) & 0x3fff;
+        h.height = LittleEndian(b, 28, 2) & 0x3fff;
+        h.channels = 3;
+    } else {
         return false;
-    auto number = [little](const QByteArray& b, int at, int size) {
-        return little ? LittleEndian(b, at, size) : BigEndian(b, at, size);
-    };
-    if (!file.seek(number(head, 4, 4)))
-        return false;
-    const QByteArray count = file.read(2);
-    if (count.size() < 2)
-        return false;
-    const int entries = int(number(count, 0, 2));
-    const QByteArray ifd = file.read(int64_t(entries) * 12);
-    if (ifd.size() < entries * 12)
-        return false;
-    h.channels = 1;
-    for (int i = 0; i < entries; ++i) {
-        const int at = i * 12;
-        const uint32_t tag = number(ifd, at, 2);
-        const uint32_t type = number(ifd, at + 2, 2);
-        const uint32_t value = type == 3 ? number(ifd, at + 8, 2) : number(ifd, at + 8, 4);
-        if (tag == 256)
-            h.width = value;
-        else if (tag == 257)
-            h.height = value;
-        else if (tag == 258)
-            h.bytesPerSample = value > 8 ? 2 : 1;
-        else if (tag == 277)
-            h.channels = int(value);
     }
+    return true;
+}
+
+bool ReadJpeg2000(QFile& file, ImageHeader& h)
+{
+    const QByteArray b = file.read(64 * 1024);
+    int siz = -1;
+    if (b.startsWith(QByteArray("\xff\x4f\xff\x51", 4))) {
+        siz = 4;
+    } else {
+        // JP2: the image header box gives the size and the components.
+        const int ihdr = b.indexOf("ihdr");
+        if (ihdr < 0 || b.size() < ihdr + 4 + 11)
+            return false;
+        h.height = BigEndian(b, ihdr + 4, 4);
+        h.width = BigEndian(b, ihdr + 8, 4);
+        h.channels = std::max(1, int(BigEndian(b, ihdr + 12, 2)));
+        h.bytesPerSample = (uint8_t(b[ihdr + 14]) & 0x7f) + 1 > 8 ? 2 : 1;
+        return true;
+    }
+    if (b.size() < siz + 40)
+        return false;
+    h.width = int64_t(BigEndian(b, siz + 4, 4)) - BigEndian(b, siz + 12, 4);
+    h.height = int64_t(BigEndian(b, siz + 8, 4)) - BigEndian(b, siz + 16, 4);
+    h.channels = std::max(1, int(BigEndian(b, siz + 36, 2)));
+    h.bytesPerSample = (uint8_t(b[siz + 38]) & 0x7f) + 1 > 8 ? 2 : 1;
+    return true;
+}
+
+// PBM, PGM, PPM (P1-P6) and PAM (P7) headers.
+bool ReadPnm(QFile& file, ImageHeader& h)
+{
+    const QByteArray b = file.read(4096);
+    if (b.size() < 3 || b[0] != 'P' || b[1] < '1' || b[1] > '7')
+        return false;
+    const char kind = b[1];
+    QList<QByteArray> tokens;
+    if (kind == '7') {
+        for (const QByteArray& line : b.split('\n')) {
+            const QList<QByteArray> words = line.simplified().split(' ');
+            if (words.value(0) == "ENDHDR")
+                break;
+            if (words.size() >= 2) {
+                if (words[0] == "WIDTH")
+                    h.width = words[1].toLongLong();
+                else if (words[0] == "HEIGHT")
+                    h.height = words[1].toLongLong();
+                else if (words[0] == "DEPTH")
+                    h.channels = words[1].toInt();
+                else if (words[0] == "MAXVAL")
+                    h.maxValue = words[1].toInt();
+            }
+        }
+    } else {
+        // Width, height and (except for bitmaps) the largest value; # starts
+        // a comment up to the end of its line.
+        int i = 2;
+        const int wanted = (kind == '1' || kind == '4') ? 2 : 3;
+        while (tokens.size() < wanted && i < b.size()) {
+            const char c = b[i];
+            if (c == '#') {
+                while (i < b.size() && b[i] != '\n')
+                    ++i;
+            } else if (std::isspace(uchar(c))) {
+                ++i;
+            } else {
+                const int start = i;
+                while (i < b.size() && !std::isspace(uchar(b[i])) && b[i] != '#')
+                    ++i;
+                tokens << b.mid(start, i - start);
+            }
+        }
+        if (tokens.size() < wanted)
+            return false;
+        bool okW = false, okH = false;
+        h.width = tokens[0].toLongLong(&okW);
+        h.height = tokens[1].toLongLong(&okH);
+        if (!okW || !okH)
+            return false;
+        h.maxValue = wanted == 3 ? tokens[2].toInt() : 1;
+        h.channels = (kind == '3' || kind == '6') ? 3 : 1;
+    }
+    h.bytesPerSample = h.maxValue > 255 ? 2 : 1;
+    if (h.channels < 1)
+        h.channels = 1;
     return h.width > 0 && h.height > 0;
+}
+
+bool ReadSunRaster(const QByteArray& b, ImageHeader& h)
+{
+    if (b.size() < 16 || !b.startsWith(QByteArray("\x59\xa6\x6a\x95", 4)))
+        return false;
+    h.width = BigEndian(b, 4, 4);
+    h.height = BigEndian(b, 8, 4);
+    h.channels = BigEndian(b, 12, 4) == 32 ? 4 : 3;
+    return true;
 }
 
 } // namespace
 
-bool ReadImageHeader(const QString& path, ImageHeader& header)
+bool ReadImageHeader(const QString& path, ImageHeader& header, int page)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
     ImageHeader h;
-    const QByteArray start = file.peek(32);
+    const QByteArray start = file.peek(64);
     bool found = false;
     if (start.startsWith("\x89PNG"))
         found = ReadPng(start, h);
@@ -150,39 +238,141 @@ bool ReadImageHeader(const QString& path, ImageHeader& header)
         found = ReadBmp(start, h);
     else if (start.startsWith("\xff\xd8"))
         found = ReadJpeg(file, h);
-    else if (start.startsWith("II") || start.startsWith("MM"))
-        found = ReadTiff(file, h);
+    else if (tiffreader::IsTiff(start))
+        found = tiffreader::ReadHeader(path, page, h);
+    else if (start.startsWith("RIFF"))
+        found = ReadWebp(start, h);
+    else if (start.startsWith(QByteArray("\0\0\0\x0cjP  ", 8)) ||
+             start.startsWith(QByteArray("\xff\x4f\xff\x51", 4)))
+        found = ReadJpeg2000(file, h);
+    else if (start.startsWith("P"))
+        found = ReadPnm(file, h);
+    else if (start.startsWith(QByteArray("\x59\xa6\x6a\x95", 4)))
+        found = ReadSunRaster(start, h);
     if (found)
         header = h;
     return found;
 }
 
-int64_t AvailableMemory()
+namespace {
+
+/// A number in a file of its own (cgroup and proc files); -1 for "max", a
+/// missing file or anything else.
+int64_t NumberIn(const QString& path)
 {
-    QFile meminfo(QStringLiteral("/proc/meminfo"));
-    if (meminfo.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : meminfo.readAll().split('\n')) {
-            if (line.startsWith("MemAvailable:")) {
-                const QList<QByteArray> fields = line.simplified().split(' ');
-                if (fields.size() >= 2)
-                    return fields[1].toLongLong() * 1024;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    bool ok = false;
+    const int64_t value = file.readAll().trimmed().toLongLong(&ok);
+    return ok ? value : -1;
+}
+
+/// The kB value of a "Name:  N kB" line of /proc/self/status or /proc/meminfo.
+int64_t KilobytesIn(const QByteArray& text, const char* name)
+{
+    for (const QByteArray& line : text.split('\n'))
+        if (line.startsWith(name)) {
+            const QList<QByteArray> fields = line.simplified().split(' ');
+            if (fields.size() >= 2)
+                return fields[1].toLongLong() * 1024;
+        }
+    return -1;
+}
+
+QByteArray ReadAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// The least headroom (limit - usage) of this process's control group and
+/// every group above it; -1 when none sets a limit. @p cgroupFile is
+/// /proc/self/cgroup, @p mount where the hierarchies are mounted.
+int64_t CgroupHeadroom(const QString& cgroupFile, const QString& mount)
+{
+    int64_t least = -1;
+    auto consider = [&least](int64_t limit, int64_t usage) {
+        // v1 reports "no limit" as a huge number.
+        if (limit < 0 || limit >= (int64_t(1) << 60))
+            return;
+        const int64_t room = std::max<int64_t>(0, limit - std::max<int64_t>(0, usage));
+        least = least < 0 ? room : std::min(least, room);
+    };
+    for (const QByteArray& line : ReadAll(cgroupFile).split('\n')) {
+        const QList<QByteArray> parts = line.split(':');
+        if (parts.size() < 3)
+            continue;
+        const bool v2 = parts[0] == "0" && parts[1].isEmpty();
+        const bool v1 = parts[1].split(',').contains("memory");
+        if (!v2 && !v1)
+            continue;
+        // v2 alone is mounted on the mount point itself, beside v1 under "unified".
+        const QStringList roots = v2 ? QStringList{mount, mount + QStringLiteral("/unified")}
+                                     : QStringList{mount + QStringLiteral("/memory")};
+        for (const QString& root : roots) {
+            // The group's own path, then each parent up to the root of the
+            // mount (inside a container the path may not exist below it).
+            QString group = QString::fromUtf8(parts.mid(2).join(':')).trimmed();
+            for (;;) {
+                const QString dir = root + (group == QLatin1String("/") ? QString() : group);
+                if (v2)
+                    consider(NumberIn(dir + "/memory.max"), NumberIn(dir + "/memory.current"));
+                else
+                    consider(NumberIn(dir + "/memory.limit_in_bytes"),
+                             NumberIn(dir + "/memory.usage_in_bytes"));
+                if (group.isEmpty() || group == QLatin1String("/"))
+                    break;
+                const int slash = group.lastIndexOf(QLatin1Char('/'));
+                group = slash <= 0 ? QStringLiteral("/") : group.left(slash);
             }
         }
     }
-    return int64_t(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
+    return least;
 }
 
-QString ImageSizeProblem(const ImageHeader& header, int64_t available)
+} // namespace
+
+int64_t AvailableMemory()
+{
+    return AvailableMemory(MemorySources());
+}
+
+int64_t AvailableMemory(const MemorySources& from)
+{
+    int64_t available = KilobytesIn(ReadAll(from.meminfo), "MemAvailable:");
+    if (available < 0)
+        available = int64_t(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
+    const int64_t cgroup = CgroupHeadroom(from.cgroup, from.cgroupMount);
+    if (cgroup >= 0)
+        available = std::min(available, cgroup);
+    // Address-space and data-segment limits count what the process holds already.
+    const QByteArray status = ReadAll(from.status);
+    const std::pair<int, const char*> limits[] = {{RLIMIT_AS, "VmSize:"}, {RLIMIT_DATA, "VmData:"}};
+    for (const auto& [resource, field] : limits) {
+        rlimit limit{};
+        if (getrlimit(resource, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+            continue;
+        const int64_t used = std::max<int64_t>(0, KilobytesIn(status, field));
+        available = std::min(available, std::max<int64_t>(0, int64_t(limit.rlim_cur) - used));
+    }
+    return available;
+}
+
+QString ImageSizeProblem(const ImageHeader& header, int64_t available, int64_t maxPixels)
 {
     // A header that claims no pixels is left to the decoder to refuse.
     if (header.width <= 0 || header.height <= 0)
         return QString();
     const QString size = QStringLiteral("%1 × %2 pixels").arg(header.width).arg(header.height);
+    const int64_t limit = std::min(kDecoderPixelLimit, std::max<int64_t>(1, maxPixels));
     // Both sides may be near 2^32; compare before multiplying.
-    if (header.width > kDecoderPixelLimit / header.height)
-        return QStringLiteral("image too large to decode: %1 (at most %2 pixels)")
+    if (header.width > limit / header.height)
+        return QStringLiteral("image too large to decode: %1 (at most %2 pixels%3)")
             .arg(size)
-            .arg(kDecoderPixelLimit);
+            .arg(limit)
+            .arg(limit < kDecoderPixelLimit ? QStringLiteral("; --max-pixels allows more")
+                                            : QString());
     const int64_t pixels = header.width * header.height;
     const int64_t decoded = pixels * header.channels * header.bytesPerSample;
     const int64_t needed = decoded + pixels * kWorkingBytesPerPixel;

@@ -1,6 +1,7 @@
 #include "imageresult.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 
 #include <cmath>
 #include <cstdlib>
@@ -100,6 +101,9 @@ QJsonObject ToJson(const ImageResult& r)
     }
     json.insert("statistics", statistics);
     json.insert("outputs", Strings(r.outputs));
+    json.insert("input", imagesource::ToJson(r.source));
+    if (r.source.converted)
+        json.insert("original", imagesource::OriginalToJson(r.source));
     if (!r.outputErrors.isEmpty())
         json.insert("outputErrors", Strings(r.outputErrors));
     return json;
@@ -150,6 +154,8 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     }
     r.outputs = ReadStrings(json.value("outputs"));
     r.outputErrors = ReadStrings(json.value("outputErrors"));
+    r.source =
+        imagesource::FromJson(json.value("input").toObject(), json.value("original").toObject());
     return true;
 }
 
@@ -265,7 +271,17 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
             }
             out += '}';
         }
-        out += ']';
+        out += "],";
+        // How the image was read: page, conversion, calibration and notes;
+        // and, for deeper samples, the intensities in the file's own units.
+        AppendKey(out, "input");
+        out += QJsonDocument(imagesource::ToJson(r.source)).toJson(QJsonDocument::Compact);
+        if (r.source.converted) {
+            out += ',';
+            AppendKey(out, "original");
+            out += QJsonDocument(imagesource::OriginalToJson(r.source))
+                       .toJson(QJsonDocument::Compact);
+        }
     }
     if (withOutputs) {
         out += ',';
@@ -294,11 +310,12 @@ QString SummaryLine(const ImageResult& r)
 {
     const QString area = r.meanArea ? QString::number(*r.meanArea, 'f', 3) : QStringLiteral("-");
     const QString unit = r.unit.isEmpty() ? QStringLiteral("px") : r.unit;
-    return QStringLiteral("%1: %2 %3, mean area %4 %5²")
+    const QString input = imagesource::Describe(r.source);
+    return QStringLiteral("%1: %2 %3, mean area %4 %5²%6")
         .arg(r.file)
         .arg(r.count)
         .arg(r.count == 1 ? QStringLiteral("object") : QStringLiteral("objects"))
-        .arg(area, unit);
+        .arg(area, unit, input.isEmpty() ? QString() : QStringLiteral(" [%1]").arg(input));
 }
 
 } // namespace imageresult

@@ -3,6 +3,7 @@
 // The result of counting one image, as the run produces it, as a worker
 // process hands it back, and as the JSON output carries it.
 
+#include "imagesource.h"
 #include "objectdata.h"
 
 #include <QJsonObject>
@@ -50,6 +51,7 @@ struct ImageResult
     QList<TypeStatistics> statistics;
     QStringList outputs;      ///< files written for this image
     QStringList outputErrors; ///< outputs that could not be written, with the reason
+    ImageSource source;       ///< page, conversion to 8 bits, calibration and notes of the input
 
     bool ok() const { return error.isEmpty(); }
     /// Frees the object rows and statistics, keeping count, mean area and
@@ -69,7 +71,8 @@ QJsonObject ToJson(const ImageResult& result);
 /// Reads what ToJson wrote; returns false for anything else.
 bool FromJson(const QJsonObject& json, ImageResult& result);
 
-/// The one line printed per image: "FILE: N objects, mean area A unit²".
+/// The one line printed per image: "FILE: N objects, mean area A unit²",
+/// followed by " [page, conversion, calibration]" where the input needed any.
 QString SummaryLine(const ImageResult& result);
 
 /// The image as a data record: the JSON Lines object of --jsonl and an

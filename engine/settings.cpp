@@ -15,7 +15,7 @@ bool CountSettings::operator==(const CountSettings& o) const
            fillHoles == o.fillHoles && cut == o.cut && sensitivity == o.sensitivity &&
            speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
-           unit == o.unit;
+           unit == o.unit && input == o.input;
 }
 
 namespace countsettings {
@@ -246,7 +246,7 @@ QJsonObject ToJson(const CountSettings& s)
     QStringList morphology;
     for (Morphology op : s.morphology)
         morphology << Name(op);
-    return QJsonObject{
+    QJsonObject json{
         {"rectangles", rectangles},
         {"polygons", polygons},
         {"mode", Name(s.mode)},
@@ -264,9 +264,89 @@ QJsonObject ToJson(const CountSettings& s)
         {"scale", s.scale},
         {"unit", s.unit},
     };
+    // How images are read; only what differs from the defaults is written.
+    const InputSettings& in = s.input;
+    if (in.page == InputSettings::kAllPages)
+        json.insert("page", QStringLiteral("all"));
+    else if (in.page > 0)
+        json.insert("page", in.page);
+    if (in.bits > 0)
+        json.insert("bits", in.bits);
+    if (in.range)
+        json.insert("range", QJsonArray{in.range->first, in.range->second});
+    if (in.maxPixels != InputSettings().maxPixels)
+        json.insert("maxPixels", double(in.maxPixels));
+    const bool defaultCalibration = in.fileCalibration && in.calibrationSource.isEmpty() &&
+                                    s.scale == 1.0 && s.unit == QLatin1String("px");
+    if (!defaultCalibration)
+        json.insert("calibration", in.calibrationSource.isEmpty()
+                                       ? QString(in.fileCalibration ? "file" : "option")
+                                       : in.calibrationSource);
+    return json;
+}
+
+CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
+                           const QString& option);
+
+int ParsePage(const QString& option, const QString& text)
+{
+    if (text.trimmed().compare(QLatin1String("all"), Qt::CaseInsensitive) == 0)
+        return InputSettings::kAllPages;
+    bool ok = false;
+    const int page = text.trimmed().toInt(&ok);
+    if (!ok || page < 1)
+        throw UsageError(option,
+                         QStringLiteral("'%1' is not a page number (1, 2, ...) or all").arg(text));
+    return page;
+}
+
+QPair<double, double> ParseRange(const QString& option, const QString& text)
+{
+    const QStringList parts = text.split(QLatin1Char(':'));
+    bool okLow = false, okHigh = false;
+    const double low = parts.value(0).trimmed().toDouble(&okLow);
+    const double high = parts.value(1).trimmed().toDouble(&okHigh);
+    if (parts.size() != 2 || !okLow || !okHigh || !std::isfinite(low) || !std::isfinite(high) ||
+        !(low < high) || low < 0 || high > 65535)
+        throw UsageError(option, QStringLiteral("expected LOW:HIGH with 0 ≤ LOW < HIGH ≤ 65535, "
+                                                "got '%1'")
+                                     .arg(text));
+    return {low, high};
+}
+
+double MicrometresPer(const QString& name)
+{
+    const QString unit = name.trimmed();
+    if (unit == QStringLiteral("µm") || unit == QStringLiteral("μm") ||
+        unit == QLatin1String("um") || unit == QLatin1String("micron"))
+        return 1.0;
+    if (unit == QLatin1String("nm"))
+        return 1e-3;
+    if (unit == QLatin1String("mm"))
+        return 1e3;
+    if (unit == QLatin1String("cm"))
+        return 1e4;
+    if (unit == QLatin1String("m"))
+        return 1e6;
+    if (unit == QLatin1String("in") || unit == QLatin1String("inch"))
+        return 25400.0;
+    return 0;
 }
 
 CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const QString& option)
+{
+    CountSettings read = FromJsonKeys(json, base, option);
+    // A file without "calibration" that sets a scale or unit other than the
+    // defaults means it as the calibration.
+    if (!json.contains("calibration") && (read.scale != 1.0 || read.unit != QLatin1String("px")) &&
+        (json.contains("scale") || json.contains("unit")))
+        read.input.fileCalibration = false;
+    read.input.calibrationSource.clear();
+    return read;
+}
+
+CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
+                           const QString& option)
 {
     // Keys a results file adds beside the settings; they do not change a count.
     static const QSet<QString> informational = {"image", "autocount"};
@@ -338,6 +418,34 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
             s.scale = Number(v, key, option);
         } else if (key == QLatin1String("unit")) {
             s.unit = String(v, key, option);
+        } else if (key == QLatin1String("page")) {
+            s.input.page = v.isString()
+                               ? ParsePage(option, v.toString())
+                               : ParsePage(option, QString::number(Integer(v, key, option)));
+        } else if (key == QLatin1String("bits")) {
+            s.input.bits = Integer(v, key, option);
+            if (s.input.bits < 1 || s.input.bits > 16)
+                throw UsageError(option, QStringLiteral("\"bits\" must be 1 to 16"));
+        } else if (key == QLatin1String("range")) {
+            const QList<double> n = NumberList(v, key, option);
+            if (n.size() != 2 || !(n[0] < n[1]))
+                throw UsageError(option, QStringLiteral("\"range\" must be [LOW, HIGH] with LOW "
+                                                        "below HIGH"));
+            s.input.range = qMakePair(n[0], n[1]);
+        } else if (key == QLatin1String("maxPixels")) {
+            const double n = Number(v, key, option);
+            if (!(n >= 1) || n != std::floor(n))
+                throw UsageError(option, QStringLiteral("\"maxPixels\" must be a whole number"));
+            s.input.maxPixels = qint64(n);
+        } else if (key == QLatin1String("calibration")) {
+            // "option": the scale above; "file...": the pixel size each file
+            // declares, the scale above where it declares none.
+            const QString source = String(v, key, option);
+            s.input.fileCalibration = source.startsWith(QLatin1String("file"));
+            if (!s.input.fileCalibration && source != QLatin1String("option") &&
+                source != QLatin1String("none"))
+                throw UsageError(option, QStringLiteral("\"calibration\" must be \"option\" or "
+                                                        "\"file\""));
         } else if (!informational.contains(key)) {
             throw UsageError(option, QStringLiteral("unknown setting \"%1\"").arg(key));
         }

@@ -3,8 +3,11 @@
 // The settings of one counting run: every choice that changes a count, as the
 // command line gives it and as a settings file stores it.
 
+#include "imageheader.h"
+
 #include <QJsonObject>
 #include <QList>
+#include <QPair>
 #include <QPolygonF>
 #include <QRectF>
 #include <QString>
@@ -80,6 +83,25 @@ enum class Separation
     Distance, ///< the distance-map separation (the default)
 };
 
+/// How image files are read: the page, the conversion of samples deeper
+/// than 8 bits, the pixel limit and where the calibration comes from.
+struct InputSettings
+{
+    static constexpr int kAllPages = -1;
+    int page = 0; ///< 1-based page; 0: the first, with a note when there are more; kAllPages
+    int bits = 0; ///< deeper samples span 0..2^bits-1; 0: the range the file declares
+    std::optional<QPair<double, double>> range; ///< deeper samples span LOW..HIGH
+    qint64 maxPixels = kDefaultMaxPixels;       ///< larger images are refused
+    bool fileCalibration = true; ///< without --scale: the pixel size the file declares
+    QString calibrationSource;   ///< of the scale in force ("option", "file: OME-XML", ...)
+
+    bool operator==(const InputSettings& o) const
+    {
+        return page == o.page && bits == o.bits && range == o.range && maxPixels == o.maxPixels &&
+               fileCalibration == o.fileCalibration && calibrationSource == o.calibrationSource;
+    }
+};
+
 struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
@@ -101,6 +123,7 @@ struct CountSettings
     QList<FilterSetting> filters;
     double scale = 1.0; ///< units per pixel
     QString unit = QStringLiteral("px");
+    InputSettings input;
 
     bool operator==(const CountSettings& o) const;
 };
@@ -142,6 +165,14 @@ QPolygonF ParsePolygon(const QString& option, const QString& text);
 FilterSetting ParseFilter(const QString& option, const QString& text);
 /// Checks @p value against @p allowed (case-insensitive); returns its position.
 int Choice(const QString& option, const QString& value, const QStringList& allowed);
+
+/// Parses "N" (1-based) or "all" for --page.
+int ParsePage(const QString& option, const QString& text);
+/// Parses "LOW:HIGH" with LOW < HIGH for --range.
+QPair<double, double> ParseRange(const QString& option, const QString& text);
+/// Micrometres per @p unit (nm, µm/um/micron, mm, cm, m, in/inch); 0 for
+/// anything that is not a length.
+double MicrometresPer(const QString& unit);
 
 /// Checks the combination of values: ranges, manual band, regions.
 void Validate(const CountSettings& settings);

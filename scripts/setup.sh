@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake pkg-config ccache
     qtbase5-dev libqt5charts5-dev
-    libopencv-dev
+    libopencv-dev libtiff-dev libpng-dev libjpeg-dev
     libxlsxwriter-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     python3 python3-openpyxl python3-jsonschema python3-pytest
