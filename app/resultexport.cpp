@@ -44,7 +44,7 @@ bool WriteReport(const AutoCountManager* manager, const QString& path, QString* 
     if (!FolderExists(path, error))
         return false;
     const countrun::CountResult result = countrun::FromController(*manager);
-    if (report::Write(path, result, Picture(result), error))
+    if (report::Write(path, result, picture::Png(Picture(result)), error))
         return true;
     return false;
 }

@@ -26,6 +26,13 @@ void WriteReportWorkbook(const QString& path, const QImage& picture,
                          const QList<QStringList>& objectRows,
                          const QList<QStringList>& statisticsRows)
 {
+    WriteReportWorkbookPng(path, EncodePicturePng(picture), objectRows, statisticsRows);
+}
+
+void WriteReportWorkbookPng(const QString& path, const QByteArray& png,
+                            const QList<QStringList>& objectRows,
+                            const QList<QStringList>& statisticsRows)
+{
     const auto tr = [](const char* text) {
         return QCoreApplication::translate("AutoCountManager", text);
     };
@@ -33,7 +40,6 @@ void WriteReportWorkbook(const QString& path, const QImage& picture,
 
     workbook.AddWorksheet(tr("Automatic Counting Image"));
     // An empty picture leaves the sheet empty.
-    const QByteArray png = EncodePicturePng(picture);
     if (!png.isEmpty())
         workbook.InsertPng(0, 0, png);
 

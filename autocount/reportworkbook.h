@@ -25,3 +25,10 @@
 AUTOCOUNT_EXPORT void WriteReportWorkbook(const QString& path, const QImage& picture,
                                           const QList<QStringList>& objectRows,
                                           const QList<QStringList>& statisticsRows);
+
+/// The same report with the picture given as PNG bytes, inserted as they
+/// are (nothing for empty bytes): a caller that encoded the picture already
+/// does not pay for a second encoding.
+AUTOCOUNT_EXPORT void WriteReportWorkbookPng(const QString& path, const QByteArray& png,
+                                             const QList<QStringList>& objectRows,
+                                             const QList<QStringList>& statisticsRows);

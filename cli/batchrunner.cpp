@@ -13,6 +13,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -54,11 +55,11 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
 
     const auto stop = [this] { return stop_ && stop_(); };
     auto countItem = [&](int i) {
-        ImageResult result;
+        job::Counted image;
         if (stop()) {
-            result.file = items[i].file;
-            result.error = NotCounted();
-            return result;
+            image.result.file = items[i].file;
+            image.result.error = NotCounted();
+            return image;
         }
         // The time limit is kept at the steps of the count: a step under way
         // finishes, the next one does not start.
@@ -70,10 +71,12 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
                                                   std::chrono::seconds(timeLimit_));
             return late || stop();
         };
-        result = job::Run(items[i].file, settings_, items[i].outputs, hooks);
+        image = job::Count(items[i].file, settings_, hooks);
         if (late)
-            result.error = TooLong(timeLimit_);
-        return result;
+            image.result.error = TooLong(timeLimit_);
+        else if (image.counted.core.cancelled)
+            image.result.error = NotCounted(); // the batch is stopping
+        return image;
     };
     QList<ImageResult> results;
     auto handOn = [&](int i, ImageResult result) {
@@ -83,24 +86,32 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
         results << result;
     };
 
-    // One job: each image is handed on as soon as it is counted.
-    const int jobs = std::min(jobs_, count);
-    if (jobs <= 1) {
-        for (int i = 0; i < count; ++i)
-            handOn(i, countItem(i));
-        return results;
-    }
-
-    // Several: each job takes the next item as soon as it is free, and this
-    // thread hands the results on in order while they count.
-    auto work = [&] {
-        for (int i = next++; i < count; i = next++) {
-            ImageResult result = countItem(i);
-            std::lock_guard<std::mutex> lock(mutex);
-            done[i] = std::move(result);
-            finished.notify_one();
-        }
+    // Each job takes the next item as soon as it is free; while it counts
+    // that one, the files of its previous image are written on a thread of
+    // their own (a queue of one), so that pictures and reports cost little
+    // more than the counting. This thread hands the results on in order.
+    auto publish = [&](int i, ImageResult result) {
+        std::lock_guard<std::mutex> lock(mutex);
+        done[i] = std::move(result);
+        finished.notify_one();
     };
+    auto work = [&] {
+        std::future<ImageResult> writing;
+        int written = -1;
+        for (int i = next++; i < count; i = next++) {
+            job::Counted image = countItem(i);
+            if (writing.valid())
+                publish(written, writing.get());
+            written = i;
+            writing =
+                std::async(std::launch::async, [&items, i, image = std::move(image)]() mutable {
+                    return job::Write(std::move(image), items[i].outputs);
+                });
+        }
+        if (writing.valid())
+            publish(written, writing.get());
+    };
+    const int jobs = std::max(1, std::min(jobs_, count));
     std::vector<std::thread> threads;
     for (int t = 0; t < jobs; ++t)
         threads.emplace_back(work);

@@ -40,22 +40,23 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
 
     // One picture for the report and the annotated file.
     QImage image;
+    QByteArray png; // encoded once, for the report and the annotated file
     QString pictureError;
     if (outputs.pictures() && picture::EnsureGui(&pictureError)) {
         image = picture::Render(counted, picture::CurrentLook());
+        png = picture::Png(image);
         if (image.isNull())
             pictureError = QStringLiteral("there is no image to picture");
     }
     if (!outputs.report.isEmpty()) {
         QString error = pictureError;
-        const bool ok = error.isEmpty() && report::Write(outputs.report, counted, image, &error);
+        const bool ok = error.isEmpty() && report::Write(outputs.report, counted, png, &error);
         if (written(outputs.report, ok, error))
             writeSettingsBeside(outputs.report);
     }
     if (!outputs.annotated.isEmpty()) {
         QString error = pictureError;
-        const bool ok =
-            error.isEmpty() && checkedfile::Write(outputs.annotated, picture::Png(image), &error);
+        const bool ok = error.isEmpty() && checkedfile::Write(outputs.annotated, png, &error);
         written(outputs.annotated, ok, error);
     }
     // The data files: "-" is standard output.

@@ -42,43 +42,46 @@ QList<QList<double>> OriginalIntensities(const countrun::CountResult& counted,
     return rows;
 }
 
-ImageResult Count(const QString& file, const CountSettings& settings, const ImageOutputs& outputs,
-                  const countrun::Hooks& hooks)
+Counted CountFile(const QString& file, const CountSettings& settings, const countrun::Hooks& hooks)
 {
+    Counted image;
     const InputImage input = ReadImage(file, settings.input);
-    if (!input.ok())
-        return Failed(file, input.error);
+    if (!input.ok()) {
+        image.result = Failed(file, input.error);
+        return image;
+    }
 
     // The calibration of this image: the option's, or the pixel size the file
     // declares; the settings written beside its outputs say which.
     ImageSource source = input.source;
     Calibrate(settings, input.pixelSize, source);
-    CountSettings used = settings;
-    used.scale = source.scale;
-    used.unit = source.unit;
-    used.input.calibrationSource = source.calibrationSource;
+    image.used = settings;
+    image.used.scale = source.scale;
+    image.used.unit = source.unit;
+    image.used.input.calibrationSource = source.calibrationSource;
 
-    const countrun::CountResult counted = countrun::Count(input.image, used, hooks);
-    if (!counted.error.isEmpty())
-        return Failed(file, counted.error);
-    if (counted.core.cancelled)
-        return Failed(file, QStringLiteral("stopped before it was counted"));
-    ImageResult result = countrun::Summarise(filenames::Display(file), counted);
+    image.counted = countrun::Count(input.image, image.used, hooks);
+    if (!image.counted.error.isEmpty()) {
+        image.result = Failed(file, image.counted.error);
+        return image;
+    }
+    if (image.counted.core.cancelled) {
+        image.result = Failed(file, QStringLiteral("stopped before it was counted"));
+        return image;
+    }
+    image.result = countrun::Summarise(filenames::Display(file), image.counted);
     if (source.converted)
-        source.original = OriginalIntensities(counted, source);
-    result.source = source;
-    imageoutputs::Write(used, outputs, counted, result);
-    return result;
+        source.original = OriginalIntensities(image.counted, source);
+    image.result.source = source;
+    return image;
 }
 
-} // namespace
-
-ImageResult Run(const QString& file, const CountSettings& settings, const ImageOutputs& outputs,
-                const countrun::Hooks& hooks)
+/// Runs @p work; running out of memory costs this image only, and the batch
+/// goes on.
+template <class Work> ImageResult Guarded(const QString& file, Work work)
 {
-    // Running out of memory costs this image only; the batch goes on.
     try {
-        return Count(file, settings, outputs, hooks);
+        return work();
     } catch (const std::bad_alloc&) {
         return Failed(file, QStringLiteral("out of memory while reading or counting this image"));
     } catch (const cv::Exception& e) {
@@ -89,6 +92,34 @@ ImageResult Run(const QString& file, const CountSettings& settings, const ImageO
         return Failed(file, QStringLiteral("cannot be counted: %1")
                                 .arg(QString::fromStdString(e.err).simplified()));
     }
+}
+
+} // namespace
+
+Counted Count(const QString& file, const CountSettings& settings, const countrun::Hooks& hooks)
+{
+    Counted image;
+    image.result = Guarded(file, [&] {
+        image = CountFile(file, settings, hooks);
+        return image.result;
+    });
+    return image;
+}
+
+ImageResult Write(Counted image, const ImageOutputs& outputs)
+{
+    if (!image.result.ok())
+        return image.result;
+    return Guarded(image.result.file, [&] {
+        imageoutputs::Write(image.used, outputs, image.counted, image.result);
+        return image.result;
+    });
+}
+
+ImageResult Run(const QString& file, const CountSettings& settings, const ImageOutputs& outputs,
+                const countrun::Hooks& hooks)
+{
+    return Write(Count(file, settings, hooks), outputs);
 }
 
 } // namespace job

@@ -18,4 +18,20 @@ namespace job {
 ImageResult Run(const QString& file, const CountSettings& settings, const ImageOutputs& outputs,
                 const countrun::Hooks& hooks = countrun::Hooks());
 
+/// A counted image whose files are still to be written: Run in two halves,
+/// so that a batch can write one image's files while it counts the next.
+struct Counted
+{
+    ImageResult result;            ///< the summary; its error when not counted
+    countrun::CountResult counted; ///< what the writers need
+    CountSettings used;            ///< the settings as used (calibration of the file)
+};
+
+/// Reads and counts @p file: the first half of Run.
+Counted Count(const QString& file, const CountSettings& settings,
+              const countrun::Hooks& hooks = countrun::Hooks());
+
+/// Writes @p outputs of @p image and returns its result: the second half.
+ImageResult Write(Counted image, const ImageOutputs& outputs);
+
 } // namespace job

@@ -6,7 +6,7 @@
 
 namespace report {
 
-bool Write(const QString& path, const countrun::CountResult& result, const QImage& picture,
+bool Write(const QString& path, const countrun::CountResult& result, const QByteArray& png,
            QString* error)
 {
     QList<QStringList> objects;
@@ -18,7 +18,7 @@ bool Write(const QString& path, const countrun::CountResult& result, const QImag
     return checkedfile::Place(
         path, QStringLiteral("the report"),
         [&](const QString& temporary) {
-            WriteReportWorkbook(temporary, picture, objects, statistics);
+            WriteReportWorkbookPng(temporary, png, objects, statistics);
         },
         error);
 }

@@ -10,9 +10,10 @@
 
 namespace report {
 
-/// Writes the report of @p result with @p picture to @p path, atomically.
-/// On failure returns false with the reason in @p error.
-bool Write(const QString& path, const countrun::CountResult& result, const QImage& picture,
+/// Writes the report of @p result with @p png (the picture's PNG bytes, see
+/// picture::Png) to @p path, atomically. On failure returns false with the
+/// reason in @p error.
+bool Write(const QString& path, const countrun::CountResult& result, const QByteArray& png,
            QString* error);
 
 } // namespace report
