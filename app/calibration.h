@@ -13,4 +13,10 @@ struct Calibration
     void Save() const;
     /// Makes this the counting module's current calibration.
     void Apply() const;
+    /// The counting module's current calibration.
+    static Calibration Current();
+    /// The module's filter ranges are in the calibrated unit: converts every
+    /// length bound from @p fromScale to @p toScale units per pixel (areas by
+    /// the square), so that the filters keep the same objects.
+    static void ConvertFilterRanges(double fromScale, double toScale);
 };

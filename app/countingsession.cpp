@@ -11,7 +11,31 @@
 #include <QGraphicsView>
 #include <QMouseEvent>
 #include <QThread>
+#include <QUndoCommand>
 #include <QUndoStack>
+
+#include <algorithm>
+
+namespace {
+
+/// Deleting one object from the results, by its outline.
+class DeleteObjectCommand : public QUndoCommand
+{
+public:
+    DeleteObjectCommand(CountingSession* session, Contour outline)
+        : QUndoCommand(CountingSession::tr("Delete Object")), session_(session),
+          outline_(std::move(outline))
+    {
+    }
+    void redo() override { session_->SetDeleted(outline_, true); }
+    void undo() override { session_->SetDeleted(outline_, false); }
+
+private:
+    CountingSession* session_;
+    Contour outline_;
+};
+
+} // namespace
 
 CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObject* parent)
     : QObject(parent), view_(view), canvas_(canvas), manager_(std::make_unique<AutoCountManager>())
@@ -23,7 +47,12 @@ CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObje
     manager_->SetScene(view_->scene());
     manager_->Init();
     history_ = new RefinementHistory(manager_.get(), this);
-    connect(history_, &RefinementHistory::replayed, this, &CountingSession::binaryImageChanged);
+    deletions_ = new QUndoStack(this);
+    connect(history_, &RefinementHistory::replayed, this, [this] {
+        // A cut line drawn on the image before the undo belongs to no cut any more.
+        manager_->DeleteAllLineItem();
+        emit binaryImageChanged();
+    });
     observerId_ =
         HostEvents::AddObserver([this](int code, void* payload) { OnHostEvent(code, payload); });
     // The worker's reports arrive on its thread; they are queued to this one.
@@ -89,16 +118,15 @@ void CountingSession::TakeAutoCutResult()
     if (!autoCutRunning_)
         return;
     autoCutRunning_ = false;
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->slotAutoCutFinished();
-    RecordCut(manager_->GetBinaryImage());
+    RecordCut(before);
 }
 
-void CountingSession::RecordCut(const cv::Mat& result)
+void CountingSession::RecordCut(const cv::Mat& before)
 {
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::AUTO_CUT;
-    operation.cutResult = result.clone();
-    history_->Record(operation);
+    history_->Record(RefinementOperation::Change(RefinementOperation::AUTO_CUT, before,
+                                                 manager_->GetBinaryImage()));
     emit automaticCutRunning(false);
     emit automaticCutFinished();
     emit binaryImageChanged();
@@ -135,11 +163,13 @@ void CountingSession::TakeSeparationResult(std::uint64_t request, const cv::Mat&
         return;
     separationRequest_ = 0;
     autoCutRunning_ = false;
+    // The result is a new buffer: the old binary image stays in before.
+    const cv::Mat before = manager_->GetBinaryImage();
     if (!result.empty()) {
         manager_->SetBinaryImage(result);
         canvas_->ShowInvertedImage(result);
     }
-    RecordCut(manager_->GetBinaryImage());
+    RecordCut(before);
 }
 
 void CountingSession::ChangeStep(int step)
@@ -171,6 +201,7 @@ bool CountingSession::Start()
     if (!canvas_->HasImage() || autoCutRunning_)
         return false;
     history_->Reset();
+    ForgetDeletions();
     manualCut_ = false;
     ChangeStep(AutoCountManager::STEP_REGION);
     return true;
@@ -246,6 +277,7 @@ void CountingSession::Cancel()
     if (autoCutRunning_)
         return;
     history_->Reset();
+    ForgetDeletions();
     manager_->DeleteTargetItem();
     manager_->DeleteAllRectItem();
     manager_->DeleteAllPolygonItem();
@@ -359,11 +391,11 @@ void CountingSession::Merge()
     if (autoCutRunning_)
         return;
     StopIdleCutThread();
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->SetObjectCutMode(AutoCountManager::CUT_MERGE);
     manualCut_ = false;
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::MERGE;
-    history_->Record(operation);
+    history_->Record(RefinementOperation::Change(RefinementOperation::MERGE, before,
+                                                 manager_->GetBinaryImage()));
     emit binaryImageChanged();
 }
 
@@ -372,12 +404,51 @@ void CountingSession::Measure()
     // The measurement appends to the object lists: start from empty ones.
     manager_->DeleteTargetItem();
     manager_->CalculateData();
-    manager_->ObjectDetectAndCalculateData();
+    Refilter();
 }
 
 void CountingSession::Refilter()
 {
     manager_->ObjectDetectAndCalculateData();
+    ApplyDeletions();
+}
+
+void CountingSession::ApplyDeletions()
+{
+    if (deleted_.empty())
+        return;
+    // From the last, so that the indexes still to look at stay put.
+    const ContourList& valid = manager_->GetValidContours();
+    bool changed = false;
+    for (int i = static_cast<int>(valid.size()) - 1; i >= 0; --i)
+        if (std::find(deleted_.begin(), deleted_.end(), valid[static_cast<size_t>(i)]) !=
+            deleted_.end()) {
+            manager_->DeleteObjectData(i);
+            changed = true;
+        }
+    if (changed)
+        emit resultsChanged();
+}
+
+void CountingSession::SetDeleted(const Contour& outline, bool deleted)
+{
+    const auto found = std::find(deleted_.begin(), deleted_.end(), outline);
+    if (deleted && found == deleted_.end())
+        deleted_.push_back(outline);
+    else if (!deleted && found != deleted_.end())
+        deleted_.erase(found);
+    if (Step() != AutoCountManager::STEP_RESULTS)
+        return;
+    if (deleted)
+        ApplyDeletions();
+    else
+        Refilter();
+}
+
+void CountingSession::ForgetDeletions()
+{
+    deletions_->clear();
+    deleted_.clear();
 }
 
 int CountingSession::ObjectCount() const
@@ -399,8 +470,9 @@ void CountingSession::DeleteObject(int index)
 {
     if (index < 0 || index >= ObjectCount())
         return;
-    manager_->DeleteObjectData(index);
-    emit resultsChanged();
+    // Kept by outline, so that the object stays deleted whatever the filter.
+    deletions_->push(
+        new DeleteObjectCommand(this, manager_->GetValidContours()[static_cast<size_t>(index)]));
 }
 
 void CountingSession::SetDisplayMode(int mode)
@@ -441,17 +513,12 @@ void CountingSession::DoubleClick(QMouseEvent* event)
         manager_->mouseDoubleClickEvent(event);
         return;
     }
-    // The line the module cuts along: the vertices so far and the
-    // double-click point, mapped as the module maps it, truncated to pixels.
-    const QPointF local = event->localPos();
-    const QPointF last = view_->mapToScene(QPoint(qRound(local.x()), qRound(local.y())));
-    QPolygonF points = manager_->GetDrawingPoints();
-    points << last;
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::MANUAL_CUT;
-    for (const QPointF& p : points)
-        operation.cutLine.emplace_back(static_cast<int>(p.x()), static_cast<int>(p.y()));
+    // The controller cuts in place.
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->mouseDoubleClickEvent(event);
-    history_->Record(operation);
+    // The line is spent: it goes with its cut.
+    manager_->DeleteAllLineItem();
+    history_->Record(RefinementOperation::Change(RefinementOperation::MANUAL_CUT, before,
+                                                 manager_->GetBinaryImage()));
     emit binaryImageChanged();
 }

@@ -124,6 +124,14 @@ MainWindow::~MainWindow()
     // the window itself is gone; the indexChanged it sends as it clears itself
     // must not reach this window any more.
     session_->History()->Stack()->disconnect(this);
+    session_->Deletions()->disconnect(this);
+}
+
+QUndoStack* MainWindow::ActiveUndoStack() const
+{
+    // The results undo deletions; the refinement and cut steps their operations.
+    return session_->Step() == AutoCountManager::STEP_RESULTS ? session_->Deletions()
+                                                              : session_->History()->Stack();
 }
 
 void MainWindow::CreateActions()
@@ -147,15 +155,23 @@ void MainWindow::CreateActions()
                               tr("Save the image with the numbered outlines as PNG"));
     quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
 
-    undoAction_ =
-        make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")), tr("Undo the last refinement or cut"));
+    undoAction_ = make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")),
+                       tr("Undo the last refinement, cut or deletion"));
+    undoAction_->setObjectName("undoAction");
     redoAction_ = make(tr("&Redo"), QKeySequence(tr("Ctrl+Shift+Z")),
-                       tr("Redo the refinement or cut undone last"));
-    QUndoStack* stack = session_->History()->Stack();
-    connect(undoAction_, &QAction::triggered, stack, &QUndoStack::undo);
-    connect(redoAction_, &QAction::triggered, stack, &QUndoStack::redo);
-    connect(stack, &QUndoStack::indexChanged, this, &MainWindow::UpdateUndo);
-    connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::UpdateUndo);
+                       tr("Redo the refinement, cut or deletion undone last"));
+    redoAction_->setObjectName("redoAction");
+    connect(undoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->undo(); });
+    connect(redoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->redo(); });
+    for (QUndoStack* stack : {session_->History()->Stack(), session_->Deletions()}) {
+        connect(stack, &QUndoStack::indexChanged, this, &MainWindow::UpdateUndo);
+        connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::UpdateUndo);
+    }
+    deleteAction_ = make(tr("&Delete Object"), QKeySequence::Delete,
+                         tr("Remove the selected object from the result"));
+    deleteAction_->setObjectName("deleteAction");
+    connect(deleteAction_, &QAction::triggered, this,
+            [this] { session_->DeleteObject(session_->HighlightedObject()); });
 
     zoomInAction_ = make(tr("Zoom &In"), QKeySequence::ZoomIn, tr("Enlarge the image"));
     zoomOutAction_ = make(tr("Zoom &Out"), QKeySequence::ZoomOut, tr("Reduce the image"));
@@ -219,6 +235,8 @@ void MainWindow::CreateMenus()
     QMenu* edit = menuBar()->addMenu(tr("&Edit"));
     edit->addAction(undoAction_);
     edit->addAction(redoAction_);
+    edit->addSeparator();
+    edit->addAction(deleteAction_);
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addAction(zoomInAction_);
@@ -379,7 +397,11 @@ void MainWindow::ShowCalibrationDialog()
         return;
     const Calibration calibration = dialog.Value();
     calibration.Save();
+    // The filter keeps the same objects: its bounds follow into the new unit.
+    Calibration::ConvertFilterRanges(Calibration::Current().scale, calibration.scale);
     calibration.Apply();
+    if (session_->Step() == AutoCountManager::STEP_RESULTS)
+        session_->Refilter();
     UpdateResults();
 }
 
@@ -402,6 +424,7 @@ void MainWindow::UpdateState()
     backAction_->setEnabled(idle && step > 1 && step <= 4);
     nextAction_->setEnabled(idle && step >= 1 && step < 4);
     finishAction_->setEnabled(idle && results);
+    deleteAction_->setEnabled(idle && results);
     cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
@@ -417,9 +440,10 @@ void MainWindow::UpdateUndo()
     const int step = session_->Step();
     const bool editing = !session_->IsAutoCutRunning() && (step == AutoCountManager::STEP_SEGMENT ||
                                                            step == AutoCountManager::STEP_SEPARATE);
-    const QUndoStack* stack = session_->History()->Stack();
-    undoAction_->setEnabled(editing && stack->canUndo());
-    redoAction_->setEnabled(editing && stack->canRedo());
+    const QUndoStack* stack = ActiveUndoStack();
+    const bool results = step == AutoCountManager::STEP_RESULTS;
+    undoAction_->setEnabled((editing || results) && stack->canUndo());
+    redoAction_->setEnabled((editing || results) && stack->canRedo());
     undoAction_->setText(stack->canUndo() ? tr("&Undo %1").arg(stack->undoText()) : tr("&Undo"));
     redoAction_->setText(stack->canRedo() ? tr("&Redo %1").arg(stack->redoText()) : tr("&Redo"));
 }

@@ -9,6 +9,7 @@ class QAction;
 class QDockWidget;
 class QGraphicsScene;
 class QLabel;
+class QUndoStack;
 QT_END_NAMESPACE
 
 class CameraSource;
@@ -63,6 +64,8 @@ private:
     void UpdateState();
     void UpdateResults();
     void UpdateUndo();
+    /// The history Edit > Undo works on in the current step.
+    QUndoStack* ActiveUndoStack() const;
     void ShowError(const QString& message);
 
     QGraphicsScene* scene_;
@@ -86,6 +89,7 @@ private:
     QAction* quitAction_ = nullptr;
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
+    QAction* deleteAction_ = nullptr;
     QAction* zoomInAction_ = nullptr;
     QAction* zoomOutAction_ = nullptr;
     QAction* fitAction_ = nullptr;
