@@ -3,11 +3,15 @@
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
+#include "calibration.h"
+#include "catalogue.h"
 #include "separationworker.h"
 
 #include "autocount/autocountmanager.h"
 #include "host/hostevents.h"
 
+#include <QGraphicsPolygonItem>
+#include <QGraphicsRectItem>
 #include <QGraphicsView>
 #include <QMouseEvent>
 #include <QThread>
@@ -120,13 +124,13 @@ void CountingSession::TakeAutoCutResult()
     autoCutRunning_ = false;
     const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->slotAutoCutFinished();
-    RecordCut(before);
+    RecordCut(before, RefinementOperation::AUTO_CUT);
 }
 
-void CountingSession::RecordCut(const cv::Mat& before)
+void CountingSession::RecordCut(const cv::Mat& before, int kind)
 {
-    history_->Record(RefinementOperation::Change(RefinementOperation::AUTO_CUT, before,
-                                                 manager_->GetBinaryImage()));
+    history_->Record(RefinementOperation::Change(static_cast<RefinementOperation::Kind>(kind),
+                                                 before, manager_->GetBinaryImage()));
     emit automaticCutRunning(false);
     emit automaticCutFinished();
     emit binaryImageChanged();
@@ -169,7 +173,7 @@ void CountingSession::TakeSeparationResult(std::uint64_t request, const cv::Mat&
         manager_->SetBinaryImage(result);
         canvas_->ShowInvertedImage(result);
     }
-    RecordCut(before);
+    RecordCut(before, RefinementOperation::DISTANCE_CUT);
 }
 
 void CountingSession::ChangeStep(int step)
@@ -213,6 +217,13 @@ void CountingSession::Next()
         return;
     switch (Step()) {
     case AutoCountManager::STEP_REGION:
+        // The outlines of the regions go later; the settings keep them.
+        rectangles_.clear();
+        polygons_.clear();
+        for (const QGraphicsRectItem* item : manager_->GetRectItems())
+            rectangles_ << item->rect();
+        for (const QGraphicsPolygonItem* item : manager_->GetPolygonItems())
+            polygons_ << item->polygon();
         manager_->SetSelectedRegions();
         ChangeStep(AutoCountManager::STEP_SEGMENT);
         SetChannel(AutoCountManager::histogramChannel);
@@ -521,4 +532,96 @@ void CountingSession::DoubleClick(QMouseEvent* event)
     history_->Record(RefinementOperation::Change(RefinementOperation::MANUAL_CUT, before,
                                                  manager_->GetBinaryImage()));
     emit binaryImageChanged();
+}
+
+CountSettings CountingSession::Settings() const
+{
+    CountSettings s;
+    s.rectangles = rectangles_;
+    s.polygons = polygons_;
+    switch (AutoCountManager::segmentMode) {
+    case AutoCountManager::SEGMENT_AUTO_BRIGHT:
+        s.mode = SegmentMode::Bright;
+        break;
+    case AutoCountManager::SEGMENT_AUTO_DARK:
+        s.mode = SegmentMode::Dark;
+        break;
+    default:
+        s.mode = SegmentMode::Manual;
+        break;
+    }
+    s.channel = static_cast<Channel>(AutoCountManager::histogramChannel);
+    s.low = AutoCountManager::lowThresh;
+    s.high = AutoCountManager::highThresh;
+    s.cut = Separation::None;
+    for (const RefinementOperation& operation : history_->Applied())
+        switch (operation.kind) {
+        case RefinementOperation::MORPHOLOGY:
+            s.morphology << static_cast<Morphology>(operation.morphology);
+            break;
+        case RefinementOperation::FILL_HOLES:
+            s.fillHoles = true;
+            break;
+        case RefinementOperation::AUTO_CUT:
+            s.cut = Separation::Auto;
+            break;
+        case RefinementOperation::DISTANCE_CUT:
+            s.cut = Separation::Distance;
+            break;
+        case RefinementOperation::MERGE:
+            s.cut = Separation::Merge;
+            break;
+        case RefinementOperation::MANUAL_CUT:
+            break;
+        }
+    s.speckFloor = 0;
+    s.keepBorder = !AutoCountManager::isProcessBound;
+    // Every range as the module holds it, so that nothing rests on defaults.
+    s.defaultFilters = false;
+    for (auto it = AutoCountManager::dataRangeList.cbegin();
+         it != AutoCountManager::dataRangeList.cend(); ++it) {
+        const AutoCountManager::OBJECT_DATA_RANGE* range = it.value();
+        if (!range || !range->enabled)
+            continue;
+        s.filters << FilterSetting{catalogue::Names().value(static_cast<int>(it.key())),
+                                   range->minValue, range->maxValue};
+    }
+    const Calibration calibration = Calibration::Current();
+    s.scale = calibration.scale;
+    s.unit = calibration.unit.isEmpty() ? QStringLiteral("px") : calibration.unit;
+    return s;
+}
+
+void CountingSession::ApplySettings(const CountSettings& s)
+{
+    Calibration calibration;
+    calibration.scale = s.scale;
+    calibration.unit = s.unit == QStringLiteral("px") ? QString() : s.unit;
+    calibration.Apply();
+    const countcore::DataRanges ranges = catalogue::Ranges(s);
+    for (auto it = AutoCountManager::dataRangeList.begin();
+         it != AutoCountManager::dataRangeList.end(); ++it) {
+        const int type = static_cast<int>(it.key());
+        if (it.value() && type >= 0 && type < countcore::kDataTypeCount)
+            *it.value() = {ranges[static_cast<size_t>(type)].enabled,
+                           ranges[static_cast<size_t>(type)].minValue,
+                           ranges[static_cast<size_t>(type)].maxValue};
+    }
+    AutoCountManager::isProcessBound = !s.keepBorder;
+    AutoCountManager::histogramChannel = static_cast<int>(s.channel);
+    AutoCountManager::lowThresh = s.low;
+    AutoCountManager::highThresh = s.high;
+    const int mode = s.mode == SegmentMode::Bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT
+                     : s.mode == SegmentMode::Dark ? AutoCountManager::SEGMENT_AUTO_DARK
+                                                   : AutoCountManager::SEGMENT_MANUAL;
+    AutoCountManager::segmentMode = mode;
+    if (Step() == AutoCountManager::STEP_SEGMENT) {
+        manager_->GetHistogramData(AutoCountManager::histogramChannel, histogram_.data());
+        emit histogramChanged();
+        // Segments with the mode, channel and band just set.
+        manager_->SetSegmentMode(mode);
+        Resegmented();
+    } else if (Step() == AutoCountManager::STEP_RESULTS) {
+        Refilter();
+    }
 }

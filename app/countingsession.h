@@ -13,6 +13,8 @@
 #include <memory>
 #include <vector>
 
+#include "settings.h"
+
 #include "autocount/alg/alg.h"
 
 QT_BEGIN_NAMESPACE
@@ -132,6 +134,25 @@ public:
     void DoubleClick(QMouseEvent* event) override;
     /// @}
 
+    /// @name Settings
+    /// @{
+    /**
+     * @brief The choices of this count as the command-line tool's settings:
+     * the regions drawn, segmentation, the refinements and the last
+     * separation applied, the border rule, every filter range and the
+     * calibration. Cut lines drawn by hand have no setting and are left
+     * out; the speck floor is 0, because the studio keeps every object.
+     */
+    CountSettings Settings() const;
+    /**
+     * @brief Takes the segmentation, border rule, filters and calibration of
+     * @p settings; the segmentation is applied at once in step 2, the
+     * filters in step 4. Regions, refinements and separation are made in
+     * their steps.
+     */
+    void ApplySettings(const CountSettings& settings);
+    /// @}
+
     /// Ends the idle cut worker thread so that the process can exit cleanly.
     static void StopCutThread();
 
@@ -152,8 +173,8 @@ signals:
 private:
     void OnHostEvent(int code, void* payload);
     void TakeSeparationResult(std::uint64_t request, const cv::Mat& result);
-    /// Records the cut that turned @p before into the current binary image.
-    void RecordCut(const cv::Mat& before);
+    /// Records the cut of @p kind that turned @p before into the current binary image.
+    void RecordCut(const cv::Mat& before, int kind);
     /// Drops the objects the user deleted from the valid objects.
     void ApplyDeletions();
     void ForgetDeletions();
@@ -170,6 +191,8 @@ private:
     RefinementHistory* history_;
     QUndoStack* deletions_;
     std::vector<Contour> deleted_; ///< outlines of the objects the user deleted
+    QList<QRectF> rectangles_;     ///< the regions drawn, kept when step 1 ends
+    QList<QPolygonF> polygons_;
     std::array<int, 256> histogram_{};
     int observerId_ = -1;
     bool autoCutRunning_ = false;

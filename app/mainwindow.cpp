@@ -5,6 +5,7 @@
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
+#include "folderrun.h"
 #include "imagecanvas.h"
 #include "imageview.h"
 #include "recentfiles.h"
@@ -32,6 +33,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QProgressDialog>
 #include <QScrollArea>
 #include <QSettings>
 #include <QStandardPaths>
@@ -41,7 +43,8 @@
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), view_(new ImageView), camera_(new CameraSource(this)),
-      stepLabel_(new QLabel), countLabel_(new QLabel), zoomLabel_(new QLabel)
+      folder_(new FolderRun(this)), stepLabel_(new QLabel), countLabel_(new QLabel),
+      zoomLabel_(new QLabel)
 {
     setObjectName("mainWindow");
     setWindowTitle(tr("AutoCount Studio"));
@@ -153,6 +156,16 @@ void MainWindow::CreateActions()
                                tr("Save the counting report as a spreadsheet"));
     exportImageAction_ = make(tr("Export &Image…"), QKeySequence(tr("Ctrl+Shift+E")),
                               tr("Save the image with the numbered outlines as PNG"));
+    exportTableAction_ = make(tr("Export &Table…"), QKeySequence(),
+                              tr("Save the object table as CSV, as the command-line tool does"));
+    saveSettingsAction_ = make(tr("&Save Settings…"), QKeySequence::Save,
+                               tr("Save the choices of this count for `autocount count "
+                                  "--settings`"));
+    loadSettingsAction_ = make(tr("&Load Settings…"), QKeySequence(),
+                               tr("Take segmentation, filters and calibration from a settings "
+                                  "file"));
+    processFolderAction_ = make(tr("&Process Folder…"), QKeySequence(),
+                                tr("Count every image of a folder with the current settings"));
     quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
 
     undoAction_ = make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")),
@@ -197,6 +210,11 @@ void MainWindow::CreateActions()
     connect(captureAction_, &QAction::triggered, camera_, &CameraSource::Capture);
     connect(exportReportAction_, &QAction::triggered, this, &MainWindow::ExportReportDialog);
     connect(exportImageAction_, &QAction::triggered, this, &MainWindow::ExportImageDialog);
+    connect(exportTableAction_, &QAction::triggered, this, &MainWindow::ExportTableDialog);
+    connect(saveSettingsAction_, &QAction::triggered, this, &MainWindow::SaveSettingsDialog);
+    connect(loadSettingsAction_, &QAction::triggered, this, &MainWindow::LoadSettingsDialog);
+    connect(processFolderAction_, &QAction::triggered, this, &MainWindow::ProcessFolderDialog);
+    connect(folder_, &FolderRun::finished, this, &MainWindow::FolderRunEnded);
     connect(quitAction_, &QAction::triggered, this, &QWidget::close);
     connect(zoomInAction_, &QAction::triggered, view_, &ImageView::ZoomIn);
     connect(zoomOutAction_, &QAction::triggered, view_, &ImageView::ZoomOut);
@@ -227,8 +245,14 @@ void MainWindow::CreateMenus()
     connect(recent_, &RecentFiles::openRequested, this, &MainWindow::OpenImage);
     file->addAction(captureAction_);
     file->addSeparator();
+    file->addAction(loadSettingsAction_);
+    file->addAction(saveSettingsAction_);
+    file->addSeparator();
     file->addAction(exportReportAction_);
+    file->addAction(exportTableAction_);
     file->addAction(exportImageAction_);
+    file->addSeparator();
+    file->addAction(processFolderAction_);
     file->addSeparator();
     file->addAction(quitAction_);
 
@@ -327,8 +351,94 @@ bool MainWindow::ExportReport(const QString& path, bool quiet)
             ShowError(error);
         return false;
     }
+    // The settings beside the report, so that the count can be repeated.
+    if (!ResultExport::WriteSettingsBeside(path, session_->Settings(), imagePath_, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
     statusBar()->showMessage(tr("Report saved to %1").arg(path), 5000);
     return true;
+}
+
+bool MainWindow::ExportTable(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteTable(session_->Manager(), path, session_->Settings(), imagePath_,
+                                  &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Table saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::SaveSettings(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteSettings(path, session_->Settings(), imagePath_, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Settings saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::LoadSettings(const QString& path, bool quiet)
+{
+    if (session_->IsAutoCutRunning())
+        return false;
+    CountSettings settings;
+    try {
+        settings = countsettings::Load(path, session_->Settings(), QStringLiteral("--settings"));
+    } catch (const UsageError& e) {
+        if (!quiet)
+            ShowError(tr("%1: %2").arg(path, e.message()));
+        return false;
+    }
+    session_->ApplySettings(settings);
+    // The calibration is remembered as when it is set in its dialog.
+    Calibration::Current().Save();
+    UpdateState();
+    statusBar()->showMessage(tr("Settings loaded from %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::ProcessFolder(const QString& input, const QString& output, bool quiet)
+{
+    if (!folder_->Start(input, output, session_->Settings())) {
+        if (!quiet)
+            ShowError(tr("%1: no image to count, or %2 cannot be made").arg(input, output));
+        return false;
+    }
+    const int total = static_cast<int>(FolderRun::Images(input).size());
+    auto* progress = new QProgressDialog(tr("Counting the images of %1…").arg(input), tr("Cancel"),
+                                         0, total, this);
+    progress->setObjectName("folderProgress");
+    progress->setAttribute(Qt::WA_DeleteOnClose);
+    progress->setMinimumDuration(0);
+    progress->setValue(0);
+    connect(folder_, &FolderRun::progress, progress, &QProgressDialog::setValue);
+    connect(folder_, &FolderRun::finished, progress, &QProgressDialog::close);
+    connect(progress, &QProgressDialog::canceled, folder_, &FolderRun::Cancel);
+    processFolderAction_->setEnabled(false);
+    return true;
+}
+
+void MainWindow::FolderRunEnded(bool cancelled, int counted, int failed, const QString& error)
+{
+    processFolderAction_->setEnabled(true);
+    if (!error.isEmpty()) {
+        ShowError(error);
+        return;
+    }
+    QString message = cancelled ? tr("Folder run stopped: %1 image(s) counted").arg(counted)
+                                : tr("Folder run done: %1 image(s) counted").arg(counted);
+    if (failed > 0)
+        message += tr(", %1 failed").arg(failed);
+    statusBar()->showMessage(tr("%1; summary in %2").arg(message, folder_->SummaryPath()), 10000);
 }
 
 bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
@@ -371,6 +481,43 @@ void MainWindow::ExportImageDialog()
         AskExportPath(tr("Export Image"), QStringLiteral("png"), tr("PNG images (*.png)"));
     if (!path.isEmpty())
         ExportAnnotatedImage(path);
+}
+
+void MainWindow::ExportTableDialog()
+{
+    const QString path =
+        AskExportPath(tr("Export Table"), QStringLiteral("csv"), tr("CSV tables (*.csv)"));
+    if (!path.isEmpty())
+        ExportTable(path);
+}
+
+void MainWindow::SaveSettingsDialog()
+{
+    const QString path = AskExportPath(tr("Save Settings"), QStringLiteral("settings.json"),
+                                       tr("Settings files (*.json)"));
+    if (!path.isEmpty())
+        SaveSettings(path);
+}
+
+void MainWindow::LoadSettingsDialog()
+{
+    const QString path = QFileDialog::getOpenFileName(this, tr("Load Settings"),
+                                                      QFileInfo(imagePath_).absolutePath(),
+                                                      tr("Settings files (*.json);;All files (*)"));
+    if (!path.isEmpty())
+        LoadSettings(path);
+}
+
+void MainWindow::ProcessFolderDialog()
+{
+    const QString input = QFileDialog::getExistingDirectory(this, tr("Folder of Images to Count"),
+                                                            QFileInfo(imagePath_).absolutePath());
+    if (input.isEmpty())
+        return;
+    const QString output =
+        QFileDialog::getExistingDirectory(this, tr("Folder for the Tables and the Summary"), input);
+    if (!output.isEmpty())
+        ProcessFolder(input, output);
 }
 
 void MainWindow::ShowFilterDialog()
@@ -428,6 +575,8 @@ void MainWindow::UpdateState()
     cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
+    exportTableAction_->setEnabled(idle && results);
+    loadSettingsAction_->setEnabled(idle);
     filterAction_->setEnabled(idle);
     calibrationAction_->setEnabled(idle);
     UpdateUndo();

@@ -14,6 +14,7 @@ QT_END_NAMESPACE
 
 class CameraSource;
 class CountingSession;
+class FolderRun;
 class ImageCanvas;
 class ImageView;
 class RecentFiles;
@@ -38,6 +39,16 @@ public:
     /// Writes the report to @p path; false (and a message box unless quiet) on failure.
     bool ExportReport(const QString& path, bool quiet = false);
     bool ExportAnnotatedImage(const QString& path, bool quiet = false);
+    /// Writes the object table as the command-line tool's --table does.
+    bool ExportTable(const QString& path, bool quiet = false);
+    /// Writes the current choices as a settings file for `autocount count --settings`.
+    bool SaveSettings(const QString& path, bool quiet = false);
+    /// Reads a settings file and takes its segmentation, filters and calibration.
+    bool LoadSettings(const QString& path, bool quiet = false);
+    /// Starts counting every image of @p input into @p output in the
+    /// background with the current settings, with a progress dialog.
+    bool ProcessFolder(const QString& input, const QString& output, bool quiet = false);
+    FolderRun* Folder() const { return folder_; }
 
     ImageView* View() const { return view_; }
     CountingSession* Session() const { return session_; }
@@ -57,6 +68,11 @@ private:
     QString AskExportPath(const QString& title, const QString& suffix, const QString& filter);
     void ExportReportDialog();
     void ExportImageDialog();
+    void ExportTableDialog();
+    void SaveSettingsDialog();
+    void LoadSettingsDialog();
+    void ProcessFolderDialog();
+    void FolderRunEnded(bool cancelled, int counted, int failed, const QString& error);
     void ShowFilterDialog();
     void ShowAppearanceDialog();
     void ShowCalibrationDialog();
@@ -76,6 +92,7 @@ private:
     QDockWidget* dock_;
     RecentFiles* recent_ = nullptr;
     CameraSource* camera_;
+    FolderRun* folder_;
     QLabel* stepLabel_;
     QLabel* countLabel_;
     QLabel* zoomLabel_;
@@ -86,6 +103,10 @@ private:
     QAction* captureAction_ = nullptr;
     QAction* exportReportAction_ = nullptr;
     QAction* exportImageAction_ = nullptr;
+    QAction* exportTableAction_ = nullptr;
+    QAction* saveSettingsAction_ = nullptr;
+    QAction* loadSettingsAction_ = nullptr;
+    QAction* processFolderAction_ = nullptr;
     QAction* quitAction_ = nullptr;
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;

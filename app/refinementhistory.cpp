@@ -6,6 +6,8 @@
 #include <QUndoCommand>
 #include <QUndoStack>
 
+#include <algorithm>
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -79,6 +81,8 @@ QString RefinementOperation::Text() const
         return RefinementHistory::tr("Fill Holes");
     case AUTO_CUT:
         return RefinementHistory::tr("Automatic Cut");
+    case DISTANCE_CUT:
+        return RefinementHistory::tr("Separate Touching Objects");
     case MANUAL_CUT:
         return RefinementHistory::tr("Cut Line");
     case MERGE:
@@ -113,6 +117,13 @@ int RefinementHistory::AppliedCount() const
     return stack_->index();
 }
 
+std::vector<RefinementOperation> RefinementHistory::Applied() const
+{
+    const size_t applied = std::min(operations_.size(), static_cast<size_t>(AppliedCount()));
+    return std::vector<RefinementOperation>(operations_.begin(),
+                                            operations_.begin() + static_cast<long>(applied));
+}
+
 size_t RefinementHistory::KeptBytes() const
 {
     size_t bytes = 0;
@@ -131,6 +142,7 @@ void RefinementHistory::Apply(AutoCountManager* manager, const RefinementOperati
         manager->FillHole();
         return;
     case RefinementOperation::AUTO_CUT:
+    case RefinementOperation::DISTANCE_CUT:
     case RefinementOperation::MANUAL_CUT:
     case RefinementOperation::MERGE: {
         if (operation.change.empty())

@@ -18,11 +18,12 @@ struct RefinementOperation
 {
     enum Kind
     {
-        MORPHOLOGY, ///< MorphologyOperation(morphology)
-        FILL_HOLES, ///< FillHole()
-        AUTO_CUT,   ///< the automatic cut or the distance-map separation
-        MANUAL_CUT, ///< a cut line drawn with the mouse
-        MERGE,      ///< closing of small gaps
+        MORPHOLOGY,   ///< MorphologyOperation(morphology)
+        FILL_HOLES,   ///< FillHole()
+        AUTO_CUT,     ///< the module's automatic cut
+        DISTANCE_CUT, ///< the engine's distance-map separation
+        MANUAL_CUT,   ///< a cut line drawn with the mouse
+        MERGE,        ///< closing of small gaps
     };
     Kind kind = MORPHOLOGY;
     int morphology = 0;
@@ -63,6 +64,8 @@ public:
     void Record(const RefinementOperation& operation);
     /// Number of operations applied since the last segmentation.
     int AppliedCount() const;
+    /// The operations applied now, in order.
+    std::vector<RefinementOperation> Applied() const;
     /// Bytes kept for the recorded operations' changes.
     size_t KeptBytes() const;
 

@@ -2,6 +2,7 @@
 // calibration, deletions, cut lines and the refinement history.
 #include "studiofixture.h"
 
+#include "dialoghelpers.h"
 #include "refinementhistory.h"
 
 #include "autocount/autocountmanager.h"
@@ -24,40 +25,6 @@
 #include <functional>
 
 namespace {
-
-/// Runs @p act on the next modal dialog as soon as it is shown.
-void OnNextDialog(std::function<void(QDialog*)> act)
-{
-    QTimer::singleShot(0, [act] {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        ASSERT_NE(dialog, nullptr);
-        act(dialog);
-    });
-}
-
-void ClickDialogButton(QDialog* dialog, QDialogButtonBox::StandardButton which)
-{
-    auto* box = dialog->findChild<QDialogButtonBox*>();
-    ASSERT_NE(box, nullptr);
-    QTest::mouseClick(box->button(which), Qt::LeftButton);
-}
-
-/// The filter table's row of @p name.
-int FilterRow(QDialog* dialog, const QString& name)
-{
-    auto* table = dialog->findChild<QTableWidget*>("filterTable");
-    for (int row = 0; row < table->rowCount(); ++row)
-        if (static_cast<QCheckBox*>(table->cellWidget(row, 0))->text().startsWith(name))
-            return row;
-    return -1;
-}
-
-QDoubleSpinBox* FilterLimit(QDialog* dialog, const QString& name, int column)
-{
-    auto* table = dialog->findChild<QTableWidget*>("filterTable");
-    const int row = FilterRow(dialog, name);
-    return row < 0 ? nullptr : static_cast<QDoubleSpinBox*>(table->cellWidget(row, column));
-}
 
 bool Same(const cv::Mat& a, const cv::Mat& b)
 {
@@ -110,18 +77,18 @@ TEST_F(ResultsTest, ACalibrationChangeKeepsTheFilterOnTheSameObjects)
     ASSERT_GT(kept, 0);
     ASSERT_LT(kept, static_cast<int>(all.size()));
 
-    OnNextDialog([&](QDialog* dialog) {
-        FilterLimit(dialog, "Area", 1)->setValue(minimumPixels);
-        ClickDialogButton(dialog, QDialogButtonBox::Ok);
+    dialogs::OnNext([&](QDialog* dialog) {
+        dialogs::FilterLimit(dialog, "Area", 1)->setValue(minimumPixels);
+        dialogs::ClickButton(dialog, QDialogButtonBox::Ok);
     });
     Key(Qt::Key_F, Qt::ControlModifier);
     ASSERT_EQ(Session()->ObjectCount(), kept);
 
     // 0.5 µm a pixel: the same objects, the bound now a quarter in µm².
-    OnNextDialog([](QDialog* dialog) {
+    dialogs::OnNext([](QDialog* dialog) {
         dialog->findChild<QDoubleSpinBox*>("calibrationScale")->setValue(0.5);
         dialog->findChild<QComboBox*>("calibrationUnit")->setCurrentText(QStringLiteral("µm"));
-        ClickDialogButton(dialog, QDialogButtonBox::Ok);
+        dialogs::ClickButton(dialog, QDialogButtonBox::Ok);
     });
     Key(Qt::Key_K, Qt::ControlModifier);
     EXPECT_EQ(Session()->ObjectCount(), kept);
@@ -133,9 +100,9 @@ TEST_F(ResultsTest, ACalibrationChangeKeepsTheFilterOnTheSameObjects)
 
     // The dialog shows the bound in µm²; OK keeps the count.
     double shown = -1;
-    OnNextDialog([&](QDialog* dialog) {
-        shown = FilterLimit(dialog, "Area", 1)->value();
-        ClickDialogButton(dialog, QDialogButtonBox::Ok);
+    dialogs::OnNext([&](QDialog* dialog) {
+        shown = dialogs::FilterLimit(dialog, "Area", 1)->value();
+        dialogs::ClickButton(dialog, QDialogButtonBox::Ok);
     });
     Key(Qt::Key_F, Qt::ControlModifier);
     EXPECT_DOUBLE_EQ(shown, minimumPixels * 0.25);
@@ -172,9 +139,9 @@ TEST_F(ResultsTest, ADeletionIsUndoneWithTheKeyboardAndSurvivesARefilter)
     EXPECT_FALSE(contains(deleted));
 
     // Filter > Restore Defaults, OK: the deleted object stays deleted.
-    OnNextDialog([](QDialog* dialog) {
-        ClickDialogButton(dialog, QDialogButtonBox::RestoreDefaults);
-        ClickDialogButton(dialog, QDialogButtonBox::Ok);
+    dialogs::OnNext([](QDialog* dialog) {
+        dialogs::ClickButton(dialog, QDialogButtonBox::RestoreDefaults);
+        dialogs::ClickButton(dialog, QDialogButtonBox::Ok);
     });
     Key(Qt::Key_F, Qt::ControlModifier);
     EXPECT_EQ(Session()->ObjectCount(), count - 1);
