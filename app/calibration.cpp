@@ -12,7 +12,8 @@ Calibration Calibration::Load()
     Calibration calibration;
     const double scale = settings.value("calibration/scale", 1.0).toDouble();
     calibration.scale = scale > 0.0 ? scale : 1.0;
-    calibration.unit = settings.value("calibration/unit").toString();
+    const QString unit = settings.value("calibration/unit").toString().trimmed();
+    calibration.unit = unit.isEmpty() ? QStringLiteral("px") : unit;
     return calibration;
 }
 
@@ -36,7 +37,7 @@ Calibration Calibration::Current()
     const CalibrationEntry entry = ScaleService::calibrationStore.GetCurrentEntry();
     Calibration calibration;
     calibration.scale = entry.scale > 0.0 ? entry.scale : 1.0;
-    calibration.unit = entry.unitName;
+    calibration.unit = entry.unitName.isEmpty() ? QStringLiteral("px") : entry.unitName;
     return calibration;
 }
 

@@ -588,7 +588,7 @@ CountSettings CountingSession::Settings() const
     }
     const Calibration calibration = Calibration::Current();
     s.scale = calibration.scale;
-    s.unit = calibration.unit.isEmpty() ? QStringLiteral("px") : calibration.unit;
+    s.unit = calibration.unit;
     return s;
 }
 
@@ -596,7 +596,7 @@ void CountingSession::ApplySettings(const CountSettings& s)
 {
     Calibration calibration;
     calibration.scale = s.scale;
-    calibration.unit = s.unit == QStringLiteral("px") ? QString() : s.unit;
+    calibration.unit = s.unit;
     calibration.Apply();
     const countcore::DataRanges ranges = catalogue::Ranges(s);
     for (auto it = AutoCountManager::dataRangeList.begin();

@@ -40,6 +40,14 @@
 #include <QStatusBar>
 #include <QUndoStack>
 #include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+
+/// The counting panel's width: under 30 % of a 1280-pixel window.
+constexpr int kPanelMinimumWidth = 340;
+
+} // namespace
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), view_(new ImageView), camera_(new CameraSource(this)),
@@ -62,14 +70,21 @@ MainWindow::MainWindow(QWidget* parent)
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
     auto* scroll = new QScrollArea;
+    scroll->setObjectName("stepScroll");
     scroll->setWidget(steps_);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    // The pages scroll; the navigation row stays in sight below them.
+    auto* panel = new QWidget;
+    auto* panelLayout = new QVBoxLayout(panel);
+    panelLayout->setContentsMargins(0, 0, 0, 0);
+    panelLayout->addWidget(scroll, 1);
+    panelLayout->addWidget(steps_->Navigation());
     dock_ = new QDockWidget(tr("Counting"), this);
     dock_->setObjectName("countingDock");
     dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
-    dock_->setWidget(scroll);
-    dock_->setMinimumWidth(380);
+    dock_->setWidget(panel);
+    dock_->setMinimumWidth(kPanelMinimumWidth);
     addDockWidget(Qt::RightDockWidgetArea, dock_);
 
     stepLabel_->setObjectName("statusStep");
@@ -113,6 +128,8 @@ MainWindow::MainWindow(QWidget* parent)
     QSettings settings;
     if (!restoreGeometry(settings.value("window/geometry").toByteArray()))
         resize(1280, 800);
+    // The image gets the room: the panel starts at its narrowest width.
+    resizeDocks({dock_}, {kPanelMinimumWidth}, Qt::Horizontal);
     restoreState(settings.value("window/state").toByteArray());
 
     // Tests and scripted runs may leave the camera alone.
@@ -174,6 +191,7 @@ void MainWindow::CreateActions()
     redoAction_ = make(tr("&Redo"), QKeySequence(tr("Ctrl+Shift+Z")),
                        tr("Redo the refinement, cut or deletion undone last"));
     redoAction_->setObjectName("redoAction");
+    redoAction_->setShortcuts({QKeySequence(tr("Ctrl+Shift+Z")), QKeySequence(tr("Ctrl+Y"))});
     connect(undoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->undo(); });
     connect(redoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->redo(); });
     for (QUndoStack* stack : {session_->History()->Stack(), session_->Deletions()}) {
@@ -199,7 +217,7 @@ void MainWindow::CreateActions()
     finishAction_ =
         make(tr("&Finish"), QKeySequence(tr("Ctrl+Return")), tr("End counting, keep the results"));
     cancelAction_ = make(tr("&Cancel Counting"), QKeySequence(), tr("End counting, drop results"));
-    filterAction_ = make(tr("&Filter…"), QKeySequence(tr("Ctrl+F")), tr("Object filter ranges"));
+    filterAction_ = make(tr("Fil&ter…"), QKeySequence(tr("Ctrl+F")), tr("Object filter ranges"));
     appearanceAction_ = make(tr("&Appearance…"), QKeySequence(),
                              tr("Font, colours and width of outlines and numbers"));
     calibrationAction_ = make(tr("Ca&libration…"), QKeySequence(tr("Ctrl+K")),

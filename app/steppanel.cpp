@@ -15,11 +15,11 @@
 
 StepPanel::StepPanel(CountingSession* session, QWidget* parent)
     : QWidget(parent), session_(session), title_(new QLabel), pages_(new QStackedWidget),
-      startPage_(new QWidget), start_(new QPushButton(tr("&Count Objects"))),
+      startPage_(new QWidget), start_(new QPushButton(tr("Count &Objects"))),
       region_(new RegionPanel(session)), segment_(new SegmentPanel(session)),
       separate_(new SeparatePanel(session)), results_(new ResultsPanel(session)),
       back_(new QPushButton(tr("< &Back"))), next_(new QPushButton(tr("&Next >"))),
-      finish_(new QPushButton(tr("&Finish"))), cancel_(new QPushButton(tr("Cancel")))
+      finish_(new QPushButton(tr("Finish"))), cancel_(new QPushButton(tr("Cancel")))
 {
     title_->setObjectName("stepTitle");
     QFont bold = title_->font();
@@ -51,11 +51,15 @@ StepPanel::StepPanel(CountingSession* session, QWidget* parent)
     cancel_->setObjectName("cancelButton");
     back_->setToolTip(tr("Back to the previous step (Alt+Left)"));
     next_->setToolTip(tr("On to the next step (Alt+Right)"));
-    finish_->setToolTip(tr("End counting and keep the results on the image"));
+    finish_->setToolTip(tr("End counting and keep the results on the image (Ctrl+Return)"));
     cancel_->setToolTip(tr("End counting and remove regions and results"));
     next_->setDefault(true);
 
-    auto* navigation = new QHBoxLayout;
+    // Outside the page's scroll area, so that it never scrolls out of sight:
+    // the main window puts it below.
+    navigation_ = new QWidget;
+    navigation_->setObjectName("stepNavigation");
+    auto* navigation = new QHBoxLayout(navigation_);
     navigation->addWidget(cancel_);
     navigation->addStretch(1);
     navigation->addWidget(back_);
@@ -65,7 +69,6 @@ StepPanel::StepPanel(CountingSession* session, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(title_);
     layout->addWidget(pages_, 1);
-    layout->addLayout(navigation);
 
     connect(start_, &QPushButton::clicked, this, &StepPanel::startRequested);
     connect(back_, &QPushButton::clicked, session_, &CountingSession::Back);
@@ -74,6 +77,13 @@ StepPanel::StepPanel(CountingSession* session, QWidget* parent)
     connect(cancel_, &QPushButton::clicked, session_, &CountingSession::Cancel);
     connect(session_, &CountingSession::automaticCutRunning, this, &StepPanel::Refresh);
     Refresh();
+}
+
+StepPanel::~StepPanel()
+{
+    // Owned here only while no window has taken it.
+    if (navigation_ && !navigation_->parent())
+        delete navigation_;
 }
 
 void StepPanel::Refresh()
