@@ -7,9 +7,11 @@
 #include "segmentpanel.h"
 #include "separatepanel.h"
 
+#include <QCheckBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QSlider>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
@@ -66,8 +68,31 @@ StepPanel::StepPanel(CountingSession* session, QWidget* parent)
     navigation->addWidget(next_);
     navigation->addWidget(finish_);
 
+    // Steps 2 and 3: the mask over the photo instead of in its place.
+    maskRow_ = new QWidget;
+    maskOverlay_ = new QCheckBox(tr("Mask over image"));
+    maskOverlay_->setObjectName("maskOverlayCheck");
+    maskOverlay_->setToolTip(tr("Show the objects as a see-through colour layer over the image"));
+    maskOpacity_ = new QSlider(Qt::Horizontal);
+    maskOpacity_->setObjectName("maskOpacitySlider");
+    maskOpacity_->setRange(10, 90);
+    maskOpacity_->setValue(50);
+    maskOpacity_->setEnabled(false);
+    maskOpacity_->setToolTip(tr("Opacity of the mask layer"));
+    auto* maskLayout = new QHBoxLayout(maskRow_);
+    maskLayout->setContentsMargins(0, 0, 0, 0);
+    maskLayout->addWidget(maskOverlay_);
+    maskLayout->addWidget(maskOpacity_, 1);
+    connect(maskOverlay_, &QCheckBox::toggled, this, [this](bool on) {
+        maskOpacity_->setEnabled(on);
+        session_->Canvas()->SetMaskOverlay(on);
+    });
+    connect(maskOpacity_, &QSlider::valueChanged, this,
+            [this](int percent) { session_->Canvas()->SetMaskOpacity(percent / 100.0); });
+
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(title_);
+    layout->addWidget(maskRow_);
     layout->addWidget(pages_, 1);
 
     connect(start_, &QPushButton::clicked, this, &StepPanel::startRequested);
@@ -98,6 +123,7 @@ void StepPanel::Refresh()
     };
     title_->setText(tr(titles[counting ? step : 0]));
     pages_->setCurrentIndex(counting ? step : 0);
+    maskRow_->setVisible(step == 2 || step == 3);
     start_->setEnabled(session_->Canvas()->HasImage());
 
     back_->setVisible(counting);

@@ -4,7 +4,9 @@
 #include <QWidget>
 
 QT_BEGIN_NAMESPACE
+class QCheckBox;
 class QLabel;
+class QSlider;
 class QPushButton;
 class QStackedWidget;
 QT_END_NAMESPACE
@@ -58,4 +60,7 @@ private:
     QPushButton* finish_;
     QPushButton* cancel_;
     QPointer<QWidget> navigation_;
+    QWidget* maskRow_;
+    QCheckBox* maskOverlay_;
+    QSlider* maskOpacity_;
 };

@@ -4,15 +4,19 @@
 
 #include "calibration.h"
 #include "dialoghelpers.h"
+#include "imagecanvas.h"
 
 #include "autocount/autocountmanager.h"
 
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDockWidget>
+#include <QGraphicsPixmapItem>
 #include <QLabel>
 #include <QMenuBar>
 #include <QScrollArea>
+#include <QSlider>
 
 #include <map>
 
@@ -142,4 +146,46 @@ TEST_F(DailyUseTest, PixelsAreTheDefaultUnit)
     Key(Qt::Key_K, Qt::ControlModifier);
     EXPECT_EQ(shown, QStringLiteral("px"));
     EXPECT_EQ(Calibration::Current().unit, QStringLiteral("px"));
+}
+
+TEST_F(DailyUseTest, TheMaskShowsAsASeeThroughLayerOverTheImage)
+{
+    Session()->SetRegionMode(AutoCountManager::REGION_WHOLE_IMAGE);
+    ClickButton("nextButton");
+    Session()->SetSegmentMode(AutoCountManager::SEGMENT_AUTO_BRIGHT);
+    const ImageCanvas* canvas = Session()->Canvas();
+    const QGraphicsPixmapItem* layer = canvas->OverlayItem();
+    EXPECT_FALSE(layer->isVisible()) << "off at first: the mask in place of the image";
+
+    auto* check = window->findChild<QCheckBox*>("maskOverlayCheck");
+    ASSERT_NE(check, nullptr);
+    ASSERT_TRUE(check->isVisible());
+    QTest::mouseClick(check, Qt::LeftButton, Qt::NoModifier, QPoint(6, check->height() / 2));
+    ASSERT_TRUE(check->isChecked());
+    ASSERT_TRUE(layer->isVisible());
+    // The layer is coloured exactly where the binary image holds an object.
+    const cv::Mat binary = Session()->Manager()->GetBinaryImage();
+    const QImage shown = layer->pixmap().toImage();
+    ASSERT_EQ(shown.size(), QSize(binary.cols, binary.rows));
+    for (const QPoint p : {QPoint(60, 60), QPoint(5, 5), QPoint(150, 60), QPoint(300, 230)})
+        EXPECT_EQ(qAlpha(shown.pixel(p)), binary.at<uchar>(p.y(), p.x()) ? 255 : 0)
+            << p.x() << "," << p.y();
+    EXPECT_EQ(QColor(shown.pixel(60, 60)), ImageCanvas::kMaskColour);
+
+    auto* opacity = window->findChild<QSlider*>("maskOpacitySlider");
+    opacity->setFocus();
+    opacity->setValue(opacity->minimum());
+    QTest::keyClick(opacity, Qt::Key_End);
+    EXPECT_DOUBLE_EQ(layer->opacity(), opacity->maximum() / 100.0);
+
+    // The layer follows the refinements; the results show the image alone.
+    const QPoint edge(60, 60 + 19); // just outside the disc of radius 18
+    ASSERT_EQ(qAlpha(layer->pixmap().toImage().pixel(edge)), 0);
+    ClickButton("dilateButton");
+    EXPECT_EQ(qAlpha(layer->pixmap().toImage().pixel(edge)), 255);
+    ClickButton("nextButton");
+    EXPECT_TRUE(layer->isVisible()) << "step 3";
+    ClickButton("nextButton");
+    EXPECT_FALSE(layer->isVisible()) << "step 4";
+    EXPECT_FALSE(check->isVisible());
 }
