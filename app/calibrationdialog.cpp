@@ -18,10 +18,10 @@ CalibrationDialog::CalibrationDialog(const Calibration& calibration, QWidget* pa
     scale_->setToolTip(tr("Length of one pixel in the unit below"));
     unit_->setObjectName("calibrationUnit");
     unit_->setEditable(true);
-    unit_->addItems({QString(), QStringLiteral("nm"), QStringLiteral("µm"), QStringLiteral("mm"),
-                     QStringLiteral("cm")});
+    unit_->addItems({QStringLiteral("px"), QStringLiteral("nm"), QStringLiteral("µm"),
+                     QStringLiteral("mm"), QStringLiteral("cm")});
     unit_->setCurrentText(calibration.unit);
-    unit_->setToolTip(tr("Unit name shown in the tables; empty for pixels"));
+    unit_->setToolTip(tr("Unit name shown in the tables; px for pixels"));
 
     auto* form = new QFormLayout;
     form->addRow(tr("&Scale (units per pixel):"), scale_);
@@ -41,6 +41,7 @@ Calibration CalibrationDialog::Value() const
 {
     Calibration calibration;
     calibration.scale = scale_->value();
-    calibration.unit = unit_->currentText().trimmed();
+    const QString unit = unit_->currentText().trimmed();
+    calibration.unit = unit.isEmpty() ? QStringLiteral("px") : unit;
     return calibration;
 }

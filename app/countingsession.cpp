@@ -3,15 +3,43 @@
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
+#include "calibration.h"
+#include "catalogue.h"
 #include "separationworker.h"
 
 #include "autocount/autocountmanager.h"
 #include "host/hostevents.h"
 
+#include <QGraphicsPolygonItem>
+#include <QGraphicsRectItem>
 #include <QGraphicsView>
 #include <QMouseEvent>
 #include <QThread>
+#include <QUndoCommand>
 #include <QUndoStack>
+
+#include <algorithm>
+
+namespace {
+
+/// Deleting one object from the results, by its outline.
+class DeleteObjectCommand : public QUndoCommand
+{
+public:
+    DeleteObjectCommand(CountingSession* session, Contour outline)
+        : QUndoCommand(CountingSession::tr("Delete Object")), session_(session),
+          outline_(std::move(outline))
+    {
+    }
+    void redo() override { session_->SetDeleted(outline_, true); }
+    void undo() override { session_->SetDeleted(outline_, false); }
+
+private:
+    CountingSession* session_;
+    Contour outline_;
+};
+
+} // namespace
 
 CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObject* parent)
     : QObject(parent), view_(view), canvas_(canvas), manager_(std::make_unique<AutoCountManager>())
@@ -23,7 +51,12 @@ CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObje
     manager_->SetScene(view_->scene());
     manager_->Init();
     history_ = new RefinementHistory(manager_.get(), this);
-    connect(history_, &RefinementHistory::replayed, this, &CountingSession::binaryImageChanged);
+    deletions_ = new QUndoStack(this);
+    connect(history_, &RefinementHistory::replayed, this, [this] {
+        // A cut line drawn on the image before the undo belongs to no cut any more.
+        manager_->DeleteAllLineItem();
+        emit binaryImageChanged();
+    });
     observerId_ =
         HostEvents::AddObserver([this](int code, void* payload) { OnHostEvent(code, payload); });
     // The worker's reports arrive on its thread; they are queued to this one.
@@ -89,16 +122,15 @@ void CountingSession::TakeAutoCutResult()
     if (!autoCutRunning_)
         return;
     autoCutRunning_ = false;
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->slotAutoCutFinished();
-    RecordCut(manager_->GetBinaryImage());
+    RecordCut(before, RefinementOperation::AUTO_CUT);
 }
 
-void CountingSession::RecordCut(const cv::Mat& result)
+void CountingSession::RecordCut(const cv::Mat& before, int kind)
 {
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::AUTO_CUT;
-    operation.cutResult = result.clone();
-    history_->Record(operation);
+    history_->Record(RefinementOperation::Change(static_cast<RefinementOperation::Kind>(kind),
+                                                 before, manager_->GetBinaryImage()));
     emit automaticCutRunning(false);
     emit automaticCutFinished();
     emit binaryImageChanged();
@@ -135,11 +167,13 @@ void CountingSession::TakeSeparationResult(std::uint64_t request, const cv::Mat&
         return;
     separationRequest_ = 0;
     autoCutRunning_ = false;
+    // The result is a new buffer: the old binary image stays in before.
+    const cv::Mat before = manager_->GetBinaryImage();
     if (!result.empty()) {
         manager_->SetBinaryImage(result);
         canvas_->ShowInvertedImage(result);
     }
-    RecordCut(manager_->GetBinaryImage());
+    RecordCut(before, RefinementOperation::DISTANCE_CUT);
 }
 
 void CountingSession::ChangeStep(int step)
@@ -171,6 +205,7 @@ bool CountingSession::Start()
     if (!canvas_->HasImage() || autoCutRunning_)
         return false;
     history_->Reset();
+    ForgetDeletions();
     manualCut_ = false;
     ChangeStep(AutoCountManager::STEP_REGION);
     return true;
@@ -182,6 +217,13 @@ void CountingSession::Next()
         return;
     switch (Step()) {
     case AutoCountManager::STEP_REGION:
+        // The outlines of the regions go later; the settings keep them.
+        rectangles_.clear();
+        polygons_.clear();
+        for (const QGraphicsRectItem* item : manager_->GetRectItems())
+            rectangles_ << item->rect();
+        for (const QGraphicsPolygonItem* item : manager_->GetPolygonItems())
+            polygons_ << item->polygon();
         manager_->SetSelectedRegions();
         ChangeStep(AutoCountManager::STEP_SEGMENT);
         SetChannel(AutoCountManager::histogramChannel);
@@ -246,6 +288,7 @@ void CountingSession::Cancel()
     if (autoCutRunning_)
         return;
     history_->Reset();
+    ForgetDeletions();
     manager_->DeleteTargetItem();
     manager_->DeleteAllRectItem();
     manager_->DeleteAllPolygonItem();
@@ -359,11 +402,11 @@ void CountingSession::Merge()
     if (autoCutRunning_)
         return;
     StopIdleCutThread();
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->SetObjectCutMode(AutoCountManager::CUT_MERGE);
     manualCut_ = false;
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::MERGE;
-    history_->Record(operation);
+    history_->Record(RefinementOperation::Change(RefinementOperation::MERGE, before,
+                                                 manager_->GetBinaryImage()));
     emit binaryImageChanged();
 }
 
@@ -372,12 +415,51 @@ void CountingSession::Measure()
     // The measurement appends to the object lists: start from empty ones.
     manager_->DeleteTargetItem();
     manager_->CalculateData();
-    manager_->ObjectDetectAndCalculateData();
+    Refilter();
 }
 
 void CountingSession::Refilter()
 {
     manager_->ObjectDetectAndCalculateData();
+    ApplyDeletions();
+}
+
+void CountingSession::ApplyDeletions()
+{
+    if (deleted_.empty())
+        return;
+    // From the last, so that the indexes still to look at stay put.
+    const ContourList& valid = manager_->GetValidContours();
+    bool changed = false;
+    for (int i = static_cast<int>(valid.size()) - 1; i >= 0; --i)
+        if (std::find(deleted_.begin(), deleted_.end(), valid[static_cast<size_t>(i)]) !=
+            deleted_.end()) {
+            manager_->DeleteObjectData(i);
+            changed = true;
+        }
+    if (changed)
+        emit resultsChanged();
+}
+
+void CountingSession::SetDeleted(const Contour& outline, bool deleted)
+{
+    const auto found = std::find(deleted_.begin(), deleted_.end(), outline);
+    if (deleted && found == deleted_.end())
+        deleted_.push_back(outline);
+    else if (!deleted && found != deleted_.end())
+        deleted_.erase(found);
+    if (Step() != AutoCountManager::STEP_RESULTS)
+        return;
+    if (deleted)
+        ApplyDeletions();
+    else
+        Refilter();
+}
+
+void CountingSession::ForgetDeletions()
+{
+    deletions_->clear();
+    deleted_.clear();
 }
 
 int CountingSession::ObjectCount() const
@@ -399,8 +481,9 @@ void CountingSession::DeleteObject(int index)
 {
     if (index < 0 || index >= ObjectCount())
         return;
-    manager_->DeleteObjectData(index);
-    emit resultsChanged();
+    // Kept by outline, so that the object stays deleted whatever the filter.
+    deletions_->push(
+        new DeleteObjectCommand(this, manager_->GetValidContours()[static_cast<size_t>(index)]));
 }
 
 void CountingSession::SetDisplayMode(int mode)
@@ -441,17 +524,104 @@ void CountingSession::DoubleClick(QMouseEvent* event)
         manager_->mouseDoubleClickEvent(event);
         return;
     }
-    // The line the module cuts along: the vertices so far and the
-    // double-click point, mapped as the module maps it, truncated to pixels.
-    const QPointF local = event->localPos();
-    const QPointF last = view_->mapToScene(QPoint(qRound(local.x()), qRound(local.y())));
-    QPolygonF points = manager_->GetDrawingPoints();
-    points << last;
-    RefinementOperation operation;
-    operation.kind = RefinementOperation::MANUAL_CUT;
-    for (const QPointF& p : points)
-        operation.cutLine.emplace_back(static_cast<int>(p.x()), static_cast<int>(p.y()));
+    // The controller cuts in place.
+    const cv::Mat before = manager_->GetBinaryImage().clone();
     manager_->mouseDoubleClickEvent(event);
-    history_->Record(operation);
+    // The line is spent: it goes with its cut.
+    manager_->DeleteAllLineItem();
+    history_->Record(RefinementOperation::Change(RefinementOperation::MANUAL_CUT, before,
+                                                 manager_->GetBinaryImage()));
     emit binaryImageChanged();
+}
+
+CountSettings CountingSession::Settings() const
+{
+    CountSettings s;
+    s.rectangles = rectangles_;
+    s.polygons = polygons_;
+    switch (AutoCountManager::segmentMode) {
+    case AutoCountManager::SEGMENT_AUTO_BRIGHT:
+        s.mode = SegmentMode::Bright;
+        break;
+    case AutoCountManager::SEGMENT_AUTO_DARK:
+        s.mode = SegmentMode::Dark;
+        break;
+    default:
+        s.mode = SegmentMode::Manual;
+        break;
+    }
+    s.channel = static_cast<Channel>(AutoCountManager::histogramChannel);
+    s.low = AutoCountManager::lowThresh;
+    s.high = AutoCountManager::highThresh;
+    s.cut = Separation::None;
+    for (const RefinementOperation& operation : history_->Applied())
+        switch (operation.kind) {
+        case RefinementOperation::MORPHOLOGY:
+            s.morphology << static_cast<Morphology>(operation.morphology);
+            break;
+        case RefinementOperation::FILL_HOLES:
+            s.fillHoles = true;
+            break;
+        case RefinementOperation::AUTO_CUT:
+            s.cut = Separation::Auto;
+            break;
+        case RefinementOperation::DISTANCE_CUT:
+            s.cut = Separation::Distance;
+            break;
+        case RefinementOperation::MERGE:
+            s.cut = Separation::Merge;
+            break;
+        case RefinementOperation::MANUAL_CUT:
+            break;
+        }
+    s.speckFloor = 0;
+    s.keepBorder = !AutoCountManager::isProcessBound;
+    // Every range as the module holds it, so that nothing rests on defaults.
+    s.defaultFilters = false;
+    for (auto it = AutoCountManager::dataRangeList.cbegin();
+         it != AutoCountManager::dataRangeList.cend(); ++it) {
+        const AutoCountManager::OBJECT_DATA_RANGE* range = it.value();
+        if (!range || !range->enabled)
+            continue;
+        s.filters << FilterSetting{catalogue::Names().value(static_cast<int>(it.key())),
+                                   range->minValue, range->maxValue};
+    }
+    const Calibration calibration = Calibration::Current();
+    s.scale = calibration.scale;
+    s.unit = calibration.unit;
+    return s;
+}
+
+void CountingSession::ApplySettings(const CountSettings& s)
+{
+    Calibration calibration;
+    calibration.scale = s.scale;
+    calibration.unit = s.unit;
+    calibration.Apply();
+    const countcore::DataRanges ranges = catalogue::Ranges(s);
+    for (auto it = AutoCountManager::dataRangeList.begin();
+         it != AutoCountManager::dataRangeList.end(); ++it) {
+        const int type = static_cast<int>(it.key());
+        if (it.value() && type >= 0 && type < countcore::kDataTypeCount)
+            *it.value() = {ranges[static_cast<size_t>(type)].enabled,
+                           ranges[static_cast<size_t>(type)].minValue,
+                           ranges[static_cast<size_t>(type)].maxValue};
+    }
+    AutoCountManager::isProcessBound = !s.keepBorder;
+    AutoCountManager::histogramChannel = static_cast<int>(s.channel);
+    AutoCountManager::lowThresh = s.low;
+    AutoCountManager::highThresh = s.high;
+    const int mode = s.mode == SegmentMode::Bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT
+                     : s.mode == SegmentMode::Dark ? AutoCountManager::SEGMENT_AUTO_DARK
+                                                   : AutoCountManager::SEGMENT_MANUAL;
+    AutoCountManager::segmentMode = mode;
+    if (Step() == AutoCountManager::STEP_SEGMENT) {
+        manager_->GetHistogramData(AutoCountManager::histogramChannel, histogram_.data());
+        emit histogramChanged();
+        // Segments with the mode, channel and band just set.
+        manager_->SetSegmentMode(mode);
+        Resegmented();
+    } else if (Step() == AutoCountManager::STEP_RESULTS) {
+        Refilter();
+    }
 }

@@ -11,10 +11,16 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
+
+#include "settings.h"
+
+#include "autocount/alg/alg.h"
 
 QT_BEGIN_NAMESPACE
 class QGraphicsScene;
 class QGraphicsView;
+class QUndoStack;
 QT_END_NAMESPACE
 
 class AutoCountManager;
@@ -43,6 +49,8 @@ public:
 
     AutoCountManager* Manager() const { return manager_.get(); }
     RefinementHistory* History() const { return history_; }
+    /// Undo and redo of the deletions in the results.
+    QUndoStack* Deletions() const { return deletions_; }
     ImageCanvas* Canvas() const { return canvas_; }
 
     /// Current workflow step, 0 (not counting) to 4 (results).
@@ -101,12 +109,19 @@ public:
     /// @{
     /// Measures the binary image and shows the valid objects.
     void Measure();
-    /// Filters again after the ranges changed.
+    /// Filters again after the ranges or the calibration changed; the
+    /// objects the user deleted stay deleted.
     void Refilter();
     int ObjectCount() const;
     void HighlightObject(int index);
     int HighlightedObject() const;
+    /// Deletes valid object @p index, as an undoable step (Deletions()).
+    /// The object is remembered by its outline and stays deleted through
+    /// every later filter pass of this count.
     void DeleteObject(int index);
+    /// Marks the object with @p outline deleted or not, and shows the
+    /// results again; the deletion commands call it.
+    void SetDeleted(const Contour& outline, bool deleted);
     void SetDisplayMode(int mode);
     /// @}
 
@@ -117,6 +132,25 @@ public:
     void Move(QMouseEvent* event) override;
     void Release(QMouseEvent* event) override;
     void DoubleClick(QMouseEvent* event) override;
+    /// @}
+
+    /// @name Settings
+    /// @{
+    /**
+     * @brief The choices of this count as the command-line tool's settings:
+     * the regions drawn, segmentation, the refinements and the last
+     * separation applied, the border rule, every filter range and the
+     * calibration. Cut lines drawn by hand have no setting and are left
+     * out; the speck floor is 0, because the studio keeps every object.
+     */
+    CountSettings Settings() const;
+    /**
+     * @brief Takes the segmentation, border rule, filters and calibration of
+     * @p settings; the segmentation is applied at once in step 2, the
+     * filters in step 4. Regions, refinements and separation are made in
+     * their steps.
+     */
+    void ApplySettings(const CountSettings& settings);
     /// @}
 
     /// Ends the idle cut worker thread so that the process can exit cleanly.
@@ -139,7 +173,11 @@ signals:
 private:
     void OnHostEvent(int code, void* payload);
     void TakeSeparationResult(std::uint64_t request, const cv::Mat& result);
-    void RecordCut(const cv::Mat& result);
+    /// Records the cut of @p kind that turned @p before into the current binary image.
+    void RecordCut(const cv::Mat& before, int kind);
+    /// Drops the objects the user deleted from the valid objects.
+    void ApplyDeletions();
+    void ForgetDeletions();
     void TakeAutoCutResult();
     void ChangeStep(int step);
     void StopIdleCutThread();
@@ -151,6 +189,10 @@ private:
     ImageCanvas* canvas_;
     std::unique_ptr<AutoCountManager> manager_;
     RefinementHistory* history_;
+    QUndoStack* deletions_;
+    std::vector<Contour> deleted_; ///< outlines of the objects the user deleted
+    QList<QRectF> rectangles_;     ///< the regions drawn, kept when step 1 ends
+    QList<QPolygonF> polygons_;
     std::array<int, 256> histogram_{};
     int observerId_ = -1;
     bool autoCutRunning_ = false;

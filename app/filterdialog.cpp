@@ -32,7 +32,8 @@ FilterDialog::FilterDialog(AutoCountManager* manager, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     auto* hint = new QLabel(tr("An object is counted when every checked measurement lies within "
                                "its range (limits included). Lengths and areas are in the "
-                               "calibrated unit."));
+                               "calibrated unit; a new calibration converts them, so that "
+                               "the same objects stay selected."));
     hint->setWordWrap(true);
     layout->addWidget(hint);
     table_->setObjectName("filterTable");

@@ -9,6 +9,7 @@
 QT_BEGIN_NAMESPACE
 class QGraphicsPixmapItem;
 class QGraphicsScene;
+class QColor;
 class QImage;
 QT_END_NAMESPACE
 
@@ -18,7 +19,9 @@ QT_END_NAMESPACE
  * counting module draws.
  *
  * The canvas's image is the photo being counted (SetImage, ShowImage);
- * ShowInvertedImage only changes what is painted, objects dark on light.
+ * ShowInvertedImage only changes what is painted: objects dark on light, or,
+ * with the mask overlay on, the photo with the objects in a see-through
+ * colour layer above it.
  */
 class ImageCanvas : public QObject, public DisplayCanvas
 {
@@ -37,6 +40,19 @@ public:
     void ShowImage(cv::Mat& image) override;
     void ShowInvertedImage(const cv::Mat& image) override;
 
+    /// Shows binary images as a colour layer over the photo instead of
+    /// painting them inverted in its place; repaints the image shown.
+    void SetMaskOverlay(bool on);
+    bool MaskOverlay() const { return overlayOn_; }
+    /// Opacity of the mask layer, 0 to 1.
+    void SetMaskOpacity(double opacity);
+    double MaskOpacity() const;
+    /// The mask layer (hidden unless a binary image is shown over the photo).
+    const QGraphicsPixmapItem* OverlayItem() const { return overlayItem_; }
+
+    /// The colour of the mask layer where an object is.
+    static const QColor kMaskColour;
+
     /// The colour image as a QImage (deep copy), e.g. for previews.
     static QImage ToQImage(const cv::Mat& image);
 
@@ -51,6 +67,9 @@ private:
 
     QGraphicsScene* scene_;
     QGraphicsPixmapItem* pixmapItem_;
+    QGraphicsPixmapItem* overlayItem_;
     cv::Mat image_;
+    cv::Mat binary_; ///< the binary image shown last, for a repaint on toggling
     bool inverted_ = false;
+    bool overlayOn_ = false;
 };

@@ -5,6 +5,7 @@
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
+#include "folderrun.h"
 #include "imagecanvas.h"
 #include "imageview.h"
 #include "recentfiles.h"
@@ -33,16 +34,26 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QProgressDialog>
 #include <QScrollArea>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QStatusBar>
 #include <QUndoStack>
 #include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+
+/// The counting panel's width: under 30 % of a 1280-pixel window.
+constexpr int kPanelMinimumWidth = 340;
+
+} // namespace
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), view_(new ImageView), camera_(new CameraSource(this)),
-      stepLabel_(new QLabel), countLabel_(new QLabel), zoomLabel_(new QLabel)
+      folder_(new FolderRun(this)), stepLabel_(new QLabel), countLabel_(new QLabel),
+      zoomLabel_(new QLabel)
 {
     setObjectName("mainWindow");
     setWindowTitle(tr("AutoCount Studio"));
@@ -60,14 +71,21 @@ MainWindow::MainWindow(QWidget* parent)
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
     auto* scroll = new QScrollArea;
+    scroll->setObjectName("stepScroll");
     scroll->setWidget(steps_);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    // The pages scroll; the navigation row stays in sight below them.
+    auto* panel = new QWidget;
+    auto* panelLayout = new QVBoxLayout(panel);
+    panelLayout->setContentsMargins(0, 0, 0, 0);
+    panelLayout->addWidget(scroll, 1);
+    panelLayout->addWidget(steps_->Navigation());
     dock_ = new QDockWidget(tr("Counting"), this);
     dock_->setObjectName("countingDock");
     dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
-    dock_->setWidget(scroll);
-    dock_->setMinimumWidth(380);
+    dock_->setWidget(panel);
+    dock_->setMinimumWidth(kPanelMinimumWidth);
     addDockWidget(Qt::RightDockWidgetArea, dock_);
 
     stepLabel_->setObjectName("statusStep");
@@ -111,6 +129,8 @@ MainWindow::MainWindow(QWidget* parent)
     QSettings settings;
     if (!restoreGeometry(settings.value("window/geometry").toByteArray()))
         resize(1280, 800);
+    // The image gets the room: the panel starts at its narrowest width.
+    resizeDocks({dock_}, {kPanelMinimumWidth}, Qt::Horizontal);
     restoreState(settings.value("window/state").toByteArray());
 
     // Tests and scripted runs may leave the camera alone.
@@ -125,6 +145,14 @@ MainWindow::~MainWindow()
     // the window itself is gone; the indexChanged it sends as it clears itself
     // must not reach this window any more.
     session_->History()->Stack()->disconnect(this);
+    session_->Deletions()->disconnect(this);
+}
+
+QUndoStack* MainWindow::ActiveUndoStack() const
+{
+    // The results undo deletions; the refinement and cut steps their operations.
+    return session_->Step() == AutoCountManager::STEP_RESULTS ? session_->Deletions()
+                                                              : session_->History()->Stack();
 }
 
 void MainWindow::CreateActions()
@@ -146,17 +174,36 @@ void MainWindow::CreateActions()
                                tr("Save the counting report as a spreadsheet"));
     exportImageAction_ = make(tr("Export &Image…"), QKeySequence(tr("Ctrl+Shift+E")),
                               tr("Save the image with the numbered outlines as PNG"));
+    exportTableAction_ = make(tr("Export &Table…"), QKeySequence(),
+                              tr("Save the object table as CSV, as the command-line tool does"));
+    saveSettingsAction_ = make(tr("&Save Settings…"), QKeySequence::Save,
+                               tr("Save the choices of this count for `autocount count "
+                                  "--settings`"));
+    loadSettingsAction_ = make(tr("&Load Settings…"), QKeySequence(),
+                               tr("Take segmentation, filters and calibration from a settings "
+                                  "file"));
+    processFolderAction_ = make(tr("&Process Folder…"), QKeySequence(),
+                                tr("Count every image of a folder with the current settings"));
     quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
 
-    undoAction_ =
-        make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")), tr("Undo the last refinement or cut"));
+    undoAction_ = make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")),
+                       tr("Undo the last refinement, cut or deletion"));
+    undoAction_->setObjectName("undoAction");
     redoAction_ = make(tr("&Redo"), QKeySequence(tr("Ctrl+Shift+Z")),
-                       tr("Redo the refinement or cut undone last"));
-    QUndoStack* stack = session_->History()->Stack();
-    connect(undoAction_, &QAction::triggered, stack, &QUndoStack::undo);
-    connect(redoAction_, &QAction::triggered, stack, &QUndoStack::redo);
-    connect(stack, &QUndoStack::indexChanged, this, &MainWindow::UpdateUndo);
-    connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::UpdateUndo);
+                       tr("Redo the refinement, cut or deletion undone last"));
+    redoAction_->setObjectName("redoAction");
+    redoAction_->setShortcuts({QKeySequence(tr("Ctrl+Shift+Z")), QKeySequence(tr("Ctrl+Y"))});
+    connect(undoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->undo(); });
+    connect(redoAction_, &QAction::triggered, this, [this] { ActiveUndoStack()->redo(); });
+    for (QUndoStack* stack : {session_->History()->Stack(), session_->Deletions()}) {
+        connect(stack, &QUndoStack::indexChanged, this, &MainWindow::UpdateUndo);
+        connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::UpdateUndo);
+    }
+    deleteAction_ = make(tr("&Delete Object"), QKeySequence::Delete,
+                         tr("Remove the selected object from the result"));
+    deleteAction_->setObjectName("deleteAction");
+    connect(deleteAction_, &QAction::triggered, this,
+            [this] { session_->DeleteObject(session_->HighlightedObject()); });
 
     zoomInAction_ = make(tr("Zoom &In"), QKeySequence::ZoomIn, tr("Enlarge the image"));
     zoomOutAction_ = make(tr("Zoom &Out"), QKeySequence::ZoomOut, tr("Reduce the image"));
@@ -171,7 +218,7 @@ void MainWindow::CreateActions()
     finishAction_ =
         make(tr("&Finish"), QKeySequence(tr("Ctrl+Return")), tr("End counting, keep the results"));
     cancelAction_ = make(tr("&Cancel Counting"), QKeySequence(), tr("End counting, drop results"));
-    filterAction_ = make(tr("&Filter…"), QKeySequence(tr("Ctrl+F")), tr("Object filter ranges"));
+    filterAction_ = make(tr("Fil&ter…"), QKeySequence(tr("Ctrl+F")), tr("Object filter ranges"));
     appearanceAction_ = make(tr("&Appearance…"), QKeySequence(),
                              tr("Font, colours and width of outlines and numbers"));
     calibrationAction_ = make(tr("Ca&libration…"), QKeySequence(tr("Ctrl+K")),
@@ -182,6 +229,11 @@ void MainWindow::CreateActions()
     connect(captureAction_, &QAction::triggered, camera_, &CameraSource::Capture);
     connect(exportReportAction_, &QAction::triggered, this, &MainWindow::ExportReportDialog);
     connect(exportImageAction_, &QAction::triggered, this, &MainWindow::ExportImageDialog);
+    connect(exportTableAction_, &QAction::triggered, this, &MainWindow::ExportTableDialog);
+    connect(saveSettingsAction_, &QAction::triggered, this, &MainWindow::SaveSettingsDialog);
+    connect(loadSettingsAction_, &QAction::triggered, this, &MainWindow::LoadSettingsDialog);
+    connect(processFolderAction_, &QAction::triggered, this, &MainWindow::ProcessFolderDialog);
+    connect(folder_, &FolderRun::finished, this, &MainWindow::FolderRunEnded);
     connect(quitAction_, &QAction::triggered, this, &QWidget::close);
     connect(zoomInAction_, &QAction::triggered, view_, &ImageView::ZoomIn);
     connect(zoomOutAction_, &QAction::triggered, view_, &ImageView::ZoomOut);
@@ -212,14 +264,22 @@ void MainWindow::CreateMenus()
     connect(recent_, &RecentFiles::openRequested, this, &MainWindow::OpenImage);
     file->addAction(captureAction_);
     file->addSeparator();
+    file->addAction(loadSettingsAction_);
+    file->addAction(saveSettingsAction_);
+    file->addSeparator();
     file->addAction(exportReportAction_);
+    file->addAction(exportTableAction_);
     file->addAction(exportImageAction_);
+    file->addSeparator();
+    file->addAction(processFolderAction_);
     file->addSeparator();
     file->addAction(quitAction_);
 
     QMenu* edit = menuBar()->addMenu(tr("&Edit"));
     edit->addAction(undoAction_);
     edit->addAction(redoAction_);
+    edit->addSeparator();
+    edit->addAction(deleteAction_);
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addAction(zoomInAction_);
@@ -361,8 +421,94 @@ bool MainWindow::ExportReport(const QString& path, bool quiet)
             ShowError(error);
         return false;
     }
+    // The settings beside the report, so that the count can be repeated.
+    if (!ResultExport::WriteSettingsBeside(path, session_->Settings(), imagePath_, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
     statusBar()->showMessage(tr("Report saved to %1").arg(path), 5000);
     return true;
+}
+
+bool MainWindow::ExportTable(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteTable(session_->Manager(), path, session_->Settings(), imagePath_,
+                                  &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Table saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::SaveSettings(const QString& path, bool quiet)
+{
+    QString error;
+    if (!ResultExport::WriteSettings(path, session_->Settings(), imagePath_, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Settings saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::LoadSettings(const QString& path, bool quiet)
+{
+    if (session_->IsAutoCutRunning())
+        return false;
+    CountSettings settings;
+    try {
+        settings = countsettings::Load(path, session_->Settings(), QStringLiteral("--settings"));
+    } catch (const UsageError& e) {
+        if (!quiet)
+            ShowError(tr("%1: %2").arg(path, e.message()));
+        return false;
+    }
+    session_->ApplySettings(settings);
+    // The calibration is remembered as when it is set in its dialog.
+    Calibration::Current().Save();
+    UpdateState();
+    statusBar()->showMessage(tr("Settings loaded from %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::ProcessFolder(const QString& input, const QString& output, bool quiet)
+{
+    if (!folder_->Start(input, output, session_->Settings())) {
+        if (!quiet)
+            ShowError(tr("%1: no image to count, or %2 cannot be made").arg(input, output));
+        return false;
+    }
+    const int total = static_cast<int>(FolderRun::Images(input).size());
+    auto* progress = new QProgressDialog(tr("Counting the images of %1…").arg(input), tr("Cancel"),
+                                         0, total, this);
+    progress->setObjectName("folderProgress");
+    progress->setAttribute(Qt::WA_DeleteOnClose);
+    progress->setMinimumDuration(0);
+    progress->setValue(0);
+    connect(folder_, &FolderRun::progress, progress, &QProgressDialog::setValue);
+    connect(folder_, &FolderRun::finished, progress, &QProgressDialog::close);
+    connect(progress, &QProgressDialog::canceled, folder_, &FolderRun::Cancel);
+    processFolderAction_->setEnabled(false);
+    return true;
+}
+
+void MainWindow::FolderRunEnded(bool cancelled, int counted, int failed, const QString& error)
+{
+    processFolderAction_->setEnabled(true);
+    if (!error.isEmpty()) {
+        ShowError(error);
+        return;
+    }
+    QString message = cancelled ? tr("Folder run stopped: %1 image(s) counted").arg(counted)
+                                : tr("Folder run done: %1 image(s) counted").arg(counted);
+    if (failed > 0)
+        message += tr(", %1 failed").arg(failed);
+    statusBar()->showMessage(tr("%1; summary in %2").arg(message, folder_->SummaryPath()), 10000);
 }
 
 bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
@@ -407,6 +553,43 @@ void MainWindow::ExportImageDialog()
         ExportAnnotatedImage(path);
 }
 
+void MainWindow::ExportTableDialog()
+{
+    const QString path =
+        AskExportPath(tr("Export Table"), QStringLiteral("csv"), tr("CSV tables (*.csv)"));
+    if (!path.isEmpty())
+        ExportTable(path);
+}
+
+void MainWindow::SaveSettingsDialog()
+{
+    const QString path = AskExportPath(tr("Save Settings"), QStringLiteral("settings.json"),
+                                       tr("Settings files (*.json)"));
+    if (!path.isEmpty())
+        SaveSettings(path);
+}
+
+void MainWindow::LoadSettingsDialog()
+{
+    const QString path = QFileDialog::getOpenFileName(this, tr("Load Settings"),
+                                                      QFileInfo(imagePath_).absolutePath(),
+                                                      tr("Settings files (*.json);;All files (*)"));
+    if (!path.isEmpty())
+        LoadSettings(path);
+}
+
+void MainWindow::ProcessFolderDialog()
+{
+    const QString input = QFileDialog::getExistingDirectory(this, tr("Folder of Images to Count"),
+                                                            QFileInfo(imagePath_).absolutePath());
+    if (input.isEmpty())
+        return;
+    const QString output =
+        QFileDialog::getExistingDirectory(this, tr("Folder for the Tables and the Summary"), input);
+    if (!output.isEmpty())
+        ProcessFolder(input, output);
+}
+
 void MainWindow::ShowFilterDialog()
 {
     FilterDialog dialog(session_->Manager(), this);
@@ -431,7 +614,11 @@ void MainWindow::ShowCalibrationDialog()
         return;
     const Calibration calibration = dialog.Value();
     calibration.Save();
+    // The filter keeps the same objects: its bounds follow into the new unit.
+    Calibration::ConvertFilterRanges(Calibration::Current().scale, calibration.scale);
     calibration.Apply();
+    if (session_->Step() == AutoCountManager::STEP_RESULTS)
+        session_->Refilter();
     UpdateResults();
 }
 
@@ -454,9 +641,12 @@ void MainWindow::UpdateState()
     backAction_->setEnabled(idle && step > 1 && step <= 4);
     nextAction_->setEnabled(idle && step >= 1 && step < 4);
     finishAction_->setEnabled(idle && results);
+    deleteAction_->setEnabled(idle && results);
     cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
+    exportTableAction_->setEnabled(idle && results);
+    loadSettingsAction_->setEnabled(idle);
     filterAction_->setEnabled(idle);
     calibrationAction_->setEnabled(idle);
     UpdateUndo();
@@ -469,9 +659,10 @@ void MainWindow::UpdateUndo()
     const int step = session_->Step();
     const bool editing = !session_->IsAutoCutRunning() && (step == AutoCountManager::STEP_SEGMENT ||
                                                            step == AutoCountManager::STEP_SEPARATE);
-    const QUndoStack* stack = session_->History()->Stack();
-    undoAction_->setEnabled(editing && stack->canUndo());
-    redoAction_->setEnabled(editing && stack->canRedo());
+    const QUndoStack* stack = ActiveUndoStack();
+    const bool results = step == AutoCountManager::STEP_RESULTS;
+    undoAction_->setEnabled((editing || results) && stack->canUndo());
+    redoAction_->setEnabled((editing || results) && stack->canRedo());
     undoAction_->setText(stack->canUndo() ? tr("&Undo %1").arg(stack->undoText()) : tr("&Undo"));
     redoAction_->setText(stack->canRedo() ? tr("&Redo %1").arg(stack->redoText()) : tr("&Redo"));
 }

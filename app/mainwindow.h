@@ -9,10 +9,12 @@ class QAction;
 class QDockWidget;
 class QGraphicsScene;
 class QLabel;
+class QUndoStack;
 QT_END_NAMESPACE
 
 class CameraSource;
 class CountingSession;
+class FolderRun;
 class ImageCanvas;
 class ImageView;
 class RecentFiles;
@@ -37,6 +39,16 @@ public:
     /// Writes the report to @p path; false (and a message box unless quiet) on failure.
     bool ExportReport(const QString& path, bool quiet = false);
     bool ExportAnnotatedImage(const QString& path, bool quiet = false);
+    /// Writes the object table as the command-line tool's --table does.
+    bool ExportTable(const QString& path, bool quiet = false);
+    /// Writes the current choices as a settings file for `autocount count --settings`.
+    bool SaveSettings(const QString& path, bool quiet = false);
+    /// Reads a settings file and takes its segmentation, filters and calibration.
+    bool LoadSettings(const QString& path, bool quiet = false);
+    /// Starts counting every image of @p input into @p output in the
+    /// background with the current settings, with a progress dialog.
+    bool ProcessFolder(const QString& input, const QString& output, bool quiet = false);
+    FolderRun* Folder() const { return folder_; }
 
     ImageView* View() const { return view_; }
     CountingSession* Session() const { return session_; }
@@ -56,6 +68,11 @@ private:
     QString AskExportPath(const QString& title, const QString& suffix, const QString& filter);
     void ExportReportDialog();
     void ExportImageDialog();
+    void ExportTableDialog();
+    void SaveSettingsDialog();
+    void LoadSettingsDialog();
+    void ProcessFolderDialog();
+    void FolderRunEnded(bool cancelled, int counted, int failed, const QString& error);
     void ShowFilterDialog();
     void ShowAppearanceDialog();
     void ShowCalibrationDialog();
@@ -63,6 +80,8 @@ private:
     void UpdateState();
     void UpdateResults();
     void UpdateUndo();
+    /// The history Edit > Undo works on in the current step.
+    QUndoStack* ActiveUndoStack() const;
     void ShowError(const QString& message);
 
     QGraphicsScene* scene_;
@@ -73,6 +92,7 @@ private:
     QDockWidget* dock_;
     RecentFiles* recent_ = nullptr;
     CameraSource* camera_;
+    FolderRun* folder_;
     QLabel* stepLabel_;
     QLabel* countLabel_;
     QLabel* zoomLabel_;
@@ -84,9 +104,14 @@ private:
     QAction* captureAction_ = nullptr;
     QAction* exportReportAction_ = nullptr;
     QAction* exportImageAction_ = nullptr;
+    QAction* exportTableAction_ = nullptr;
+    QAction* saveSettingsAction_ = nullptr;
+    QAction* loadSettingsAction_ = nullptr;
+    QAction* processFolderAction_ = nullptr;
     QAction* quitAction_ = nullptr;
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
+    QAction* deleteAction_ = nullptr;
     QAction* zoomInAction_ = nullptr;
     QAction* zoomOutAction_ = nullptr;
     QAction* fitAction_ = nullptr;

@@ -1,11 +1,15 @@
 #include "refinementhistory.h"
 
-#include "autocount/alg/alg.h"
 #include "autocount/autocountmanager.h"
 #include "host/displaycanvas.h"
 
 #include <QUndoCommand>
 #include <QUndoStack>
+
+#include <algorithm>
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
 
 namespace {
 
@@ -44,6 +48,21 @@ void ShowBinary(AutoCountManager* manager)
 
 } // namespace
 
+RefinementOperation RefinementOperation::Change(Kind kind, const cv::Mat& before,
+                                                const cv::Mat& after)
+{
+    RefinementOperation operation;
+    operation.kind = kind;
+    if (before.empty() || after.empty() || before.size() != after.size() ||
+        before.type() != after.type())
+        return operation;
+    cv::Mat difference;
+    cv::bitwise_xor(before, after, difference);
+    // Lossless and small: the changed pixels are few and lie on thin lines.
+    cv::imencode(".png", difference, operation.change, {cv::IMWRITE_PNG_COMPRESSION, 9});
+    return operation;
+}
+
 QString RefinementOperation::Text() const
 {
     switch (kind) {
@@ -62,6 +81,8 @@ QString RefinementOperation::Text() const
         return RefinementHistory::tr("Fill Holes");
     case AUTO_CUT:
         return RefinementHistory::tr("Automatic Cut");
+    case DISTANCE_CUT:
+        return RefinementHistory::tr("Separate Touching Objects");
     case MANUAL_CUT:
         return RefinementHistory::tr("Cut Line");
     case MERGE:
@@ -96,6 +117,21 @@ int RefinementHistory::AppliedCount() const
     return stack_->index();
 }
 
+std::vector<RefinementOperation> RefinementHistory::Applied() const
+{
+    const size_t applied = std::min(operations_.size(), static_cast<size_t>(AppliedCount()));
+    return std::vector<RefinementOperation>(operations_.begin(),
+                                            operations_.begin() + static_cast<long>(applied));
+}
+
+size_t RefinementHistory::KeptBytes() const
+{
+    size_t bytes = 0;
+    for (const RefinementOperation& operation : operations_)
+        bytes += operation.change.size();
+    return bytes;
+}
+
 void RefinementHistory::Apply(AutoCountManager* manager, const RefinementOperation& operation)
 {
     switch (operation.kind) {
@@ -106,20 +142,19 @@ void RefinementHistory::Apply(AutoCountManager* manager, const RefinementOperati
         manager->FillHole();
         return;
     case RefinementOperation::AUTO_CUT:
-        // Later operations work in place, so the kept result must not be shared.
-        manager->SetBinaryImage(operation.cutResult.clone());
-        break;
-    case RefinementOperation::MANUAL_CUT: {
-        cv::Mat out;
-        if (!operation.cutLine.empty() &&
-            AlgManulCut(manager->GetBinaryImage(), operation.cutLine, out) == 0)
-            manager->SetBinaryImage(out);
-        break;
-    }
+    case RefinementOperation::DISTANCE_CUT:
+    case RefinementOperation::MANUAL_CUT:
     case RefinementOperation::MERGE: {
+        if (operation.change.empty())
+            break;
+        const cv::Mat difference = cv::imdecode(operation.change, cv::IMREAD_UNCHANGED);
+        const cv::Mat& binary = manager->GetBinaryImage();
+        if (difference.size() != binary.size() || difference.type() != binary.type())
+            break;
+        // A new buffer: later operations work in place on the binary image.
         cv::Mat out;
-        if (AlgMerge(manager->GetBinaryImage(), out) == 0)
-            manager->SetBinaryImage(out);
+        cv::bitwise_xor(binary, difference, out);
+        manager->SetBinaryImage(out);
         break;
     }
     }

@@ -18,17 +18,23 @@ struct RefinementOperation
 {
     enum Kind
     {
-        MORPHOLOGY, ///< MorphologyOperation(morphology)
-        FILL_HOLES, ///< FillHole()
-        AUTO_CUT,   ///< the automatic cut; its result is kept, the cut is slow
-        MANUAL_CUT, ///< a cut along cutLine
-        MERGE,      ///< closing of small gaps
+        MORPHOLOGY,   ///< MorphologyOperation(morphology)
+        FILL_HOLES,   ///< FillHole()
+        AUTO_CUT,     ///< the module's automatic cut
+        DISTANCE_CUT, ///< the engine's distance-map separation
+        MANUAL_CUT,   ///< a cut line drawn with the mouse
+        MERGE,        ///< closing of small gaps
     };
     Kind kind = MORPHOLOGY;
     int morphology = 0;
-    std::vector<cv::Point> cutLine;
-    cv::Mat cutResult;
+    /// For the cuts and the merge: the pixels the operation changed, as a
+    /// PNG of the difference mask (255 where before and after differ). The
+    /// history keeps a few bytes per cut instead of a whole mask and never
+    /// runs a cut itself.
+    std::vector<uchar> change;
 
+    /// An operation of @p kind that turned @p before into @p after.
+    static RefinementOperation Change(Kind kind, const cv::Mat& before, const cv::Mat& after);
     /// The text of the Undo and Redo actions for this operation.
     QString Text() const;
 };
@@ -36,11 +42,13 @@ struct RefinementOperation
 /**
  * @brief Undo and redo of refinement and cut operations.
  *
- * The counting module's operations are deterministic, so the history keeps
- * only the operations since the last segmentation: undo segments the image
- * again and replays the operations that stay; redo applies the next one. The
- * automatic cut is recorded with its result, which is put back rather than
- * recomputed.
+ * The counting module's segmentation and refinements are deterministic, so
+ * the history keeps only the operations since the last segmentation: undo
+ * segments the image again through the controller and replays the
+ * operations that stay; redo applies the next one. Refinements are replayed
+ * by the controller; cuts and merges, made by the controller or the engine,
+ * are kept as the difference they made (see RefinementOperation::change) and
+ * put back from it, so that nothing is cut twice.
  */
 class RefinementHistory : public QObject
 {
@@ -56,6 +64,10 @@ public:
     void Record(const RefinementOperation& operation);
     /// Number of operations applied since the last segmentation.
     int AppliedCount() const;
+    /// The operations applied now, in order.
+    std::vector<RefinementOperation> Applied() const;
+    /// Bytes kept for the recorded operations' changes.
+    size_t KeptBytes() const;
 
     /// Applies @p operation to the manager's binary image and shows it.
     static void Apply(AutoCountManager* manager, const RefinementOperation& operation);

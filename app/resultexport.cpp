@@ -4,6 +4,7 @@
 #include "controllerresult.h"
 #include "picture.h"
 #include "report.h"
+#include "tablewriters.h"
 
 #include "autocount/autocountmanager.h"
 
@@ -47,6 +48,33 @@ bool WriteReport(const AutoCountManager* manager, const QString& path, QString* 
     if (report::Write(path, result, picture::Png(Picture(result)), error))
         return true;
     return false;
+}
+
+bool WriteSettings(const QString& path, const CountSettings& settings, const QString& image,
+                   QString* error)
+{
+    if (!FolderExists(path, error))
+        return false;
+    return checkedfile::Write(path, outputs::SettingsFile(settings, image), error);
+}
+
+bool WriteSettingsBeside(const QString& path, const CountSettings& settings, const QString& image,
+                         QString* error)
+{
+    if (!outputs::SettingsBesideAllowed(path))
+        return true;
+    return checkedfile::Write(outputs::SettingsPathBeside(path),
+                              outputs::SettingsFile(settings, image), error);
+}
+
+bool WriteTable(const AutoCountManager* manager, const QString& path, const CountSettings& settings,
+                const QString& image, QString* error)
+{
+    if (!FolderExists(path, error))
+        return false;
+    const ImageResult result = countrun::Summarise(image, countrun::FromController(*manager));
+    return checkedfile::Write(path, outputs::TableCsv(result), error) &&
+           WriteSettingsBeside(path, settings, image, error);
 }
 
 bool WriteAnnotatedImage(const AutoCountManager* manager, const QString& path, QString* error)

@@ -70,7 +70,7 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     form->addRow(tr("Show objects as:"), displayMode_);
     layout->addLayout(form);
 
-    auto* filter = MakeButton(tr("&Filter…"), "filterButton",
+    auto* filter = MakeButton(tr("Fil&ter…"), "filterButton",
                               tr("Choose the measurements that select objects and their ranges"));
     auto* appearance = MakeButton(tr("&Appearance…"), "appearanceButton",
                                   tr("Font, colours and line width of the outlines and numbers"));
@@ -134,7 +134,7 @@ void ResultsPanel::Refresh()
     Fill(statistics_, statisticRows);
     distribution_->SetTable(objectRows);
     const int count = session_->ObjectCount();
-    count_->setText(tr("%n object(s)", "", count));
+    count_->setText(count == 1 ? tr("1 object") : tr("%1 objects").arg(count));
     {
         const QSignalBlocker block(displayMode_);
         displayMode_->setCurrentIndex(AutoCountManager::displayMode == 0 ? 0 : 1);

@@ -63,7 +63,7 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
                          "the manual band counts the pixels between low and high"));
 
     auto* form = new QFormLayout;
-    form->addRow(tr("&Channel:"), channel_);
+    form->addRow(tr("Ch&annel:"), channel_);
     form->addRow(tr("&Mode:"), mode_);
     layout->addLayout(form);
     histogram_->setObjectName("histogram");
@@ -92,7 +92,7 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     const Operation operations[] = {
         {"dilateButton", tr("&Dilate"), tr("Grow the objects by two pixels"),
          AutoCountManager::MORPHOLOGY_DILATE},
-        {"erodeButton", tr("&Erode"), tr("Shrink the objects by two pixels"),
+        {"erodeButton", tr("E&rode"), tr("Shrink the objects by two pixels"),
          AutoCountManager::MORPHOLOGY_ERODE},
         {"openButton", tr("&Open"), tr("Remove specks and thin bridges"),
          AutoCountManager::MORPHOLOGY_OPEN},
@@ -110,7 +110,7 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
         grid->addWidget(button, index / 2, index % 2);
         ++index;
     }
-    auto* fill = new QPushButton(tr("&Fill Holes"));
+    auto* fill = new QPushButton(tr("Fill Hole&s"));
     fill->setObjectName("fillHolesButton");
     fill->setToolTip(tr("Fill the holes inside the objects"));
     connect(fill, &QPushButton::clicked, session_, &CountingSession::FillHoles);

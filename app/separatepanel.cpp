@@ -11,7 +11,7 @@ SeparatePanel::SeparatePanel(CountingSession* session, QWidget* parent)
     : QWidget(parent), session_(session),
       distanceCut_(new QPushButton(tr("&Separate Touching Objects"))),
       autoCut_(new QPushButton(tr("&Automatic Cut"))), cancel_(new QPushButton(tr("Stop"))),
-      manualCut_(new QPushButton(tr("Draw &Cut Lines"))), merge_(new QPushButton(tr("&Merge"))),
+      manualCut_(new QPushButton(tr("Draw C&ut Lines"))), merge_(new QPushButton(tr("&Merge"))),
       busy_(new QProgressBar), status_(new QLabel)
 {
     auto* layout = new QVBoxLayout(this);

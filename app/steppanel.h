@@ -1,9 +1,12 @@
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
 QT_BEGIN_NAMESPACE
+class QCheckBox;
 class QLabel;
+class QSlider;
 class QPushButton;
 class QStackedWidget;
 QT_END_NAMESPACE
@@ -16,13 +19,19 @@ class SeparatePanel;
 
 /**
  * @brief The side panel that walks through the four counting steps: a title,
- * the page of the current step, and Back, Next, Finish and Cancel.
+ * the page of the current step, and Back, Next, Finish and Cancel (see
+ * Navigation()).
  */
 class StepPanel : public QWidget
 {
     Q_OBJECT
 public:
     explicit StepPanel(CountingSession* session, QWidget* parent = nullptr);
+    ~StepPanel() override;
+
+    /// The row of Back, Next, Finish and Cancel, for the window to place
+    /// below the scrolling pages.
+    QWidget* Navigation() const { return navigation_; }
 
     RegionPanel* Regions() const { return region_; }
     SegmentPanel* Segmentation() const { return segment_; }
@@ -50,4 +59,8 @@ private:
     QPushButton* next_;
     QPushButton* finish_;
     QPushButton* cancel_;
+    QPointer<QWidget> navigation_;
+    QWidget* maskRow_;
+    QCheckBox* maskOverlay_;
+    QSlider* maskOpacity_;
 };

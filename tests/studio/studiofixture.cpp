@@ -9,6 +9,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMouseEvent>
+#include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
@@ -23,6 +24,8 @@ void StudioTest::SetUp()
     QStandardPaths::setTestModeEnabled(true);
     QApplication::setOrganizationName("AutoCount Tests");
     QApplication::setApplicationName("studio_test");
+    // Nothing remembered from an earlier test: calibration, window layout, folders.
+    QSettings().clear();
     ResetModuleSettings();
     ScaleService::calibrationStore.SetCurrentEntry(CalibrationEntry());
     ASSERT_TRUE(folder.isValid());
