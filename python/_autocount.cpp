@@ -8,6 +8,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include "catalogue.h"
 #include "countrun.h"
 #include "imageinput.h"
 #include "objectdata.h"
@@ -52,7 +53,7 @@ std::string Message(const UsageError& error)
 }
 
 /// Reads the settings JSON text that the Python side made from its keywords,
-/// and checks them as the command line does.
+/// and checks them as the command line does (filter names included).
 CountSettings ParseSettings(const std::string& json)
 {
     QJsonParseError parseError;
@@ -63,6 +64,7 @@ CountSettings ParseSettings(const std::string& json)
     try {
         CountSettings settings =
             countsettings::FromJson(document.object(), CountSettings(), QString());
+        catalogue::ResolveFilterNames(settings);
         countsettings::Validate(settings);
         return settings;
     } catch (const UsageError& error) {
