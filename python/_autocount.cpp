@@ -90,16 +90,18 @@ struct PyResult
     bool copied = false;  ///< the array's pixels were copied before the conversion
 };
 
-PyResult Finish(const countrun::CountResult& counted, const QString& file,
-                const CountSettings& settings)
+PyResult Finish(countrun::CountResult&& counted, const QString& file, const CountSettings& settings)
 {
-    if (!counted.error.isEmpty())
-        throw FileError(counted.error.toStdString());
+    if (!counted.error.isEmpty()) {
+        if (!file.isEmpty())
+            throw FileError(counted.error.toStdString());
+        throw std::runtime_error(counted.error.toStdString());
+    }
     if (counted.core.cancelled)
         throw std::runtime_error("the count was stopped");
     PyResult result;
     result.summary = countrun::Summarise(file, counted);
-    result.contours = counted.core.validContours;
+    result.contours = std::move(counted.core.validContours);
     result.size = counted.image.size();
     result.settings = SettingsJson(settings);
     return result;

@@ -101,7 +101,7 @@ def count_files(
     cluster = None
     if own:
         cluster = LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
-                               dashboard_address=None)
+                               dashboard_address=":0")
         client = Client(cluster)
     try:
         futures = client.map(count_one, files, range(1, len(files) + 1),

@@ -75,7 +75,7 @@ def test_a_worker_killed_mid_batch_loses_nothing(folder, tmp_path):
     files = folder[:-1] * 3  # 48 images
     records = run_cli(files)
     cluster = LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
-                           dashboard_address=None)
+                           dashboard_address=":0")
     client = Client(cluster)
     try:
         pids = client.run(os.getpid)
