@@ -3,6 +3,7 @@
 #include "imageinput.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
@@ -38,7 +39,48 @@ QString Identity(const QString& path)
 
 } // namespace
 
-QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
+bool NaturalLess(const QString& a, const QString& b)
+{
+    int i = 0;
+    int j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (a[i].isDigit() && b[j].isDigit()) {
+            // Compare the two numbers by value: without leading zeros, the
+            // longer is larger; of equal length, the first differing digit.
+            int ei = i;
+            int ej = j;
+            while (ei < a.size() && a[ei].isDigit())
+                ++ei;
+            while (ej < b.size() && b[ej].isDigit())
+                ++ej;
+            int si = i;
+            int sj = j;
+            while (si < ei - 1 && a[si] == QLatin1Char('0'))
+                ++si;
+            while (sj < ej - 1 && b[sj] == QLatin1Char('0'))
+                ++sj;
+            if (ei - si != ej - sj)
+                return ei - si < ej - sj;
+            for (int k = 0; k < ei - si; ++k)
+                if (a[si + k] != b[sj + k])
+                    return a[si + k] < b[sj + k];
+            // Equal values: fewer leading zeros first, then go on.
+            if (ei - i != ej - j)
+                return ei - i < ej - j;
+            i = ei;
+            j = ej;
+            continue;
+        }
+        if (a[i] != b[j])
+            return a[i] < b[j];
+        ++i;
+        ++j;
+    }
+    return a.size() - i < b.size() - j;
+}
+
+QStringList ExpandInputs(const QStringList& arguments, QStringList* problems, bool recursive,
+                         QStringList* skipped)
 {
     QStringList files;
     for (const QString& argument : arguments) {
@@ -50,15 +92,25 @@ QStringList ExpandInputs(const QStringList& arguments, QStringList* problems)
         // Every file of the folder with an image suffix, also those that
         // cannot be read (a dangling link, no permission, a FIFO): each is
         // then named with its reason rather than left out in silence.
-        QStringList names = QDir(argument).entryList(QDir::Files | QDir::System);
-        names.erase(std::remove_if(names.begin(), names.end(),
-                                   [](const QString& name) { return !HasImageSuffix(name); }),
-                    names.end());
-        // Plain code-point order: the same on every machine, whatever the locale.
-        std::sort(names.begin(), names.end());
+        const QDir folder(argument);
+        const QDir absolute(info.absoluteFilePath());
+        QStringList names;
+        QDirIterator entries(argument, QDir::Files | QDir::System,
+                             recursive ? QDirIterator::Subdirectories
+                                       : QDirIterator::NoIteratorFlags);
+        while (entries.hasNext()) {
+            entries.next();
+            const QString name = absolute.relativeFilePath(entries.fileInfo().absoluteFilePath());
+            if (HasImageSuffix(name))
+                names << name;
+            else if (skipped)
+                *skipped << QStringLiteral("%1: skipped, not an image file name")
+                                .arg(QDir::cleanPath(folder.filePath(name)));
+        }
+        // Natural order, the same on every machine, whatever the locale.
+        std::sort(names.begin(), names.end(), NaturalLess);
         if (names.isEmpty() && problems)
             *problems << QStringLiteral("%1: no image files").arg(argument);
-        const QDir folder(argument);
         for (const QString& name : names)
             files << QDir::cleanPath(folder.filePath(name));
     }

@@ -35,9 +35,16 @@ struct OutputRequest
 namespace batchplan {
 
 /// Expands folders to their image files (png, jpg, jpeg, tif, tiff, bmp, any
-/// case), sorted by name; other arguments are kept as files. A folder without
-/// images is reported in @p problems as "FOLDER: no image files".
-QStringList ExpandInputs(const QStringList& arguments, QStringList* problems);
+/// case), in natural order (NaturalLess); with @p recursive their subfolders'
+/// too. Other arguments are kept as files. A folder without images is
+/// reported in @p problems as "FOLDER: no image files"; every other file of a
+/// folder that is skipped goes to @p skipped with the reason.
+QStringList ExpandInputs(const QStringList& arguments, QStringList* problems,
+                         bool recursive = false, QStringList* skipped = nullptr);
+
+/// Natural order of names: runs of digits compare by their value, the rest
+/// by code point, so "img2" comes before "img10" on every machine.
+bool NaturalLess(const QString& a, const QString& b);
 
 /// True for outputs that are streams rather than files: "-" (standard
 /// output), a device, a pipe or a socket, anything under /dev. Several images

@@ -72,6 +72,9 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
             return late || stop();
         };
         image = job::Count(items[i].file, settings_, hooks);
+        image.result.countMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                   std::chrono::steady_clock::now() - start)
+                                   .count();
         if (late)
             image.result.error = TooLong(timeLimit_);
         else if (image.counted.core.cancelled)
@@ -105,7 +108,12 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
             written = i;
             writing =
                 std::async(std::launch::async, [&items, i, image = std::move(image)]() mutable {
-                    return job::Write(std::move(image), items[i].outputs);
+                    const auto start = std::chrono::steady_clock::now();
+                    ImageResult result = job::Write(std::move(image), items[i].outputs);
+                    result.writeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                         std::chrono::steady_clock::now() - start)
+                                         .count();
+                    return result;
                 });
         }
         if (writing.valid())

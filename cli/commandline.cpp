@@ -5,6 +5,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <cmath>
 
@@ -245,8 +246,15 @@ struct Options
                                  "(default 400000000).",
                                  "N"};
     QCommandLineOption worker{BatchRunner::kWorkerOption, "Count images for a batch."};
+    QCommandLineOption quiet{QStringList{"q", "quiet"},
+                             "Print nothing but errors; the results go only to the files asked "
+                             "for."};
+    QCommandLineOption verbose{QStringList{"v", "verbose"},
+                               "Also print the settings in force, each image's stage timings and "
+                               "the decoders' and the module's messages (on stderr)."};
+    QCommandLineOption recursive{"recursive", "Search folders and their subfolders for images."};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
-    QCommandLineOption version{"version", "Show the version."};
+    QCommandLineOption version{QStringList{"V", "version"}, "Show the version."};
 
     Options() { worker.setFlags(QCommandLineOption::HiddenFromHelp); }
 };
@@ -274,7 +282,9 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.geojson,      &o.jsonl,
                                        &o.objects,      &o.sqlite,
                                        &o.resume,       &o.worker,
-                                       &o.help,         &o.version})
+                                       &o.quiet,        &o.verbose,
+                                       &o.recursive,    &o.help,
+                                       &o.version})
         parser.addOption(*option);
     for (QCommandLineOption* option : {&o.page, &o.bits, &o.range, &o.maxPixels})
         parser.addOption(*option);
@@ -388,8 +398,14 @@ CommandLine Parse(const QStringList& arguments)
                 "--" + text.mid(quote + 1, text.indexOf(QLatin1Char('\''), quote + 1) - quote - 1);
         throw UsageError(option, text);
     }
-    c.help = parser.isSet(o.help);
+    // Bare "autocount" shows the help.
+    c.help = parser.isSet(o.help) || arguments.size() <= 1;
     c.version = parser.isSet(o.version);
+    c.quiet = parser.isSet(o.quiet);
+    c.verbose = parser.isSet(o.verbose);
+    c.recursive = parser.isSet(o.recursive);
+    if (c.quiet && c.verbose)
+        throw UsageError(QStringLiteral("--quiet"), QStringLiteral("not with --verbose"));
     if (c.help || c.version)
         return c;
 
@@ -498,6 +514,20 @@ CommandLine Parse(const QStringList& arguments)
     c.outputs.objects = outputPath("objects");
     c.outputs.sqlite = outputPath("sqlite");
     c.resume = parser.isSet(o.resume);
+    // Each file is written in the format its name asks for, or refused.
+    const QList<QPair<QString, QStringList>> formats = {{"report", {"xlsx"}},
+                                                        {"annotated", {"png", "jpg", "jpeg"}},
+                                                        {"table", {"csv", "tsv"}},
+                                                        {"labels", {"png"}}};
+    for (const auto& format : formats) {
+        const QString path = Single(parser, format.first);
+        if (path.isEmpty() || batchplan::IsStream(path))
+            continue;
+        if (!format.second.contains(QFileInfo(path).suffix().toLower()))
+            throw UsageError("--" + format.first,
+                             QStringLiteral("'%1': the file name must end in .%2")
+                                 .arg(path, format.second.join(QStringLiteral(" or ."))));
+    }
     if (c.resume && c.outputs.sqlite.isEmpty())
         throw UsageError(QStringLiteral("--resume"), QStringLiteral("needs --sqlite"));
     if (c.outputs.sqlite == QLatin1String("-"))

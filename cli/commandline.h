@@ -17,10 +17,13 @@ struct CommandLine
     bool json = false;
     int jobs = 1;
     QPair<int, int> shard{1, 1};
-    bool isolate = false; ///< count in worker processes
-    int timeLimit = 600;  ///< seconds per image; 0: none
-    bool resume = false;  ///< skip the images the --sqlite database holds
-    bool worker = false;  ///< hidden: count one image for a batch, JSON on stdout
+    bool isolate = false;   ///< count in worker processes
+    int timeLimit = 600;    ///< seconds per image; 0: none
+    bool resume = false;    ///< skip the images the --sqlite database holds
+    bool worker = false;    ///< hidden: count one image for a batch, JSON on stdout
+    bool quiet = false;     ///< errors only
+    bool verbose = false;   ///< settings, stage timings, diagnostics
+    bool recursive = false; ///< folders with their subfolders
     bool help = false;
     bool version = false;
 };

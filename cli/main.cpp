@@ -30,12 +30,13 @@
 
 namespace {
 
-/// The module writes its diagnostics to Qt's debug output; the tool shows
-/// them only when AUTOCOUNT_DEBUG is set, and always shows critical ones.
+/// --verbose: the module's diagnostics (Qt's debug output) are shown; the
+/// critical ones always are.
+bool verboseMessages = false;
+
 void FilterMessages(QtMsgType type, const QMessageLogContext&, const QString& message)
 {
-    static const bool verbose = !qEnvironmentVariableIsEmpty("AUTOCOUNT_DEBUG");
-    if (verbose || type == QtCriticalMsg || type == QtFatalMsg)
+    if (verboseMessages || type == QtCriticalMsg || type == QtFatalMsg)
         std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
 }
 
@@ -142,11 +143,19 @@ int Run(CommandLine c)
     }
 
     QStringList problems;
-    const QStringList files =
-        batchplan::ExpandPages(batchplan::ExpandInputs(c.inputs, &problems), c.settings.input.page);
+    QStringList skipped;
+    const QStringList files = batchplan::ExpandPages(
+        batchplan::ExpandInputs(c.inputs, &problems, c.recursive, &skipped), c.settings.input.page);
     QList<BatchItem> items = batchplan::Plan(files, c.outputs, c.shard);
     for (const QString& problem : problems)
         PrintError(problem);
+    if (!c.quiet)
+        for (const QString& line : skipped)
+            PrintError(line);
+    if (c.verbose)
+        PrintError(QStringLiteral("settings: %1")
+                       .arg(QString::fromUtf8(QJsonDocument(countsettings::ToJson(c.settings))
+                                                  .toJson(QJsonDocument::Compact))));
     bool failed = !problems.isEmpty();
     RemoveDebris(items, c.outputs);
 
@@ -166,9 +175,11 @@ int Run(CommandLine c)
     // line that cannot go out is reported once, and the run still counts
     // and writes its files.
     const bool linesToStderr = commandline::WritesStdout(c);
-    ProgressBar progress(items.size(), ProgressBar::ForTerminal(items.size()));
+    ProgressBar progress(items.size(), !c.quiet && ProgressBar::ForTerminal(items.size()));
     QString stdoutError;
     auto printResult = [&](const QString& line) {
+        if (c.quiet)
+            return;
         if (linesToStderr) {
             progress.PrintLine(stderr, line);
             return;
@@ -190,9 +201,15 @@ int Run(CommandLine c)
             else if (!notCounted)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
-            for (const QString& note : result.source.notes)
+            for (const QString& note : c.quiet ? QStringList() : result.source.notes)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
+            if (c.verbose && result.countMs >= 0)
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
+                                                          "written in %3 ms")
+                                               .arg(result.file)
+                                               .arg(result.countMs)
+                                               .arg(std::max<qint64>(result.writeMs, 0)));
             for (const QString& error : result.outputErrors)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
             if (!notCounted) {
@@ -277,6 +294,7 @@ int main(int argc, char** argv)
     } catch (const UsageError& error) {
         return Usage(error);
     }
+    verboseMessages = c.verbose;
     if (c.help) {
         std::fputs(commandline::HelpText().toLocal8Bit().constData(), stdout);
         return 0;

@@ -33,7 +33,10 @@ ProgressBar::~ProgressBar()
 
 bool ProgressBar::ForTerminal(int total)
 {
-    return total > 1 && isatty(fileno(stderr)) == 1;
+    // A terminal that cannot move the cursor back (TERM=dumb, as in editors'
+    // shells and some CI logs) gets the result lines only.
+    const QByteArray term = qgetenv("TERM");
+    return total > 1 && isatty(fileno(stderr)) == 1 && term != "dumb";
 }
 
 QString ProgressBar::Text(int done, int total, qint64 elapsedMs, int width)
@@ -44,6 +47,8 @@ QString ProgressBar::Text(int done, int total, qint64 elapsedMs, int width)
             .arg(QString(filled, QLatin1Char('#')), QString(width - filled, QLatin1Char('.')))
             .arg(done)
             .arg(total);
+    if (done > 0 && elapsedMs > 0)
+        text += QStringLiteral(", %1 images/s").arg(1000.0 * done / elapsedMs, 0, 'f', 1);
     if (done > 0 && done < total) {
         // The average time per image so far, times the images still to come.
         const qint64 left = elapsedMs * (total - done) / done;

@@ -6,6 +6,7 @@
 #include "shapeoutputs.h"
 #include "tablewriters.h"
 
+#include <QFileInfo>
 #include <QStringList>
 
 namespace imageoutputs {
@@ -48,6 +49,14 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
         if (image.isNull())
             pictureError = QStringLiteral("there is no image to picture");
     }
+    // The annotated file in the format its name asks for: JPEG for .jpg and
+    // .jpeg, PNG otherwise.
+    auto AnnotatedBytes = [&] {
+        const QString suffix = QFileInfo(outputs.annotated).suffix().toLower();
+        if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
+            return picture::Jpeg(image);
+        return png;
+    };
     if (!outputs.report.isEmpty()) {
         QString error = pictureError;
         const bool ok = error.isEmpty() && report::Write(outputs.report, counted, png, &error);
@@ -56,7 +65,8 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
     }
     if (!outputs.annotated.isEmpty()) {
         QString error = pictureError;
-        const bool ok = error.isEmpty() && checkedfile::Write(outputs.annotated, png, &error);
+        const bool ok =
+            error.isEmpty() && checkedfile::Write(outputs.annotated, AnnotatedBytes(), &error);
         written(outputs.annotated, ok, error);
     }
     // The data files: "-" is standard output.
@@ -66,7 +76,10 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
                                                    : checkedfile::Write(path, data, &error);
         return written(path, ok, error);
     };
-    if (!outputs.table.isEmpty() && writeData(outputs.table, outputs::TableCsv(result)))
+    const bool tabs =
+        QFileInfo(outputs.table).suffix().compare(QLatin1String("tsv"), Qt::CaseInsensitive) == 0;
+    if (!outputs.table.isEmpty() &&
+        writeData(outputs.table, tabs ? outputs::TableTsv(result) : outputs::TableCsv(result)))
         writeSettingsBeside(outputs.table);
     if (!outputs.labels.isEmpty()) {
         QByteArray png;

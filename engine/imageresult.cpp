@@ -279,8 +279,8 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
         if (r.source.converted) {
             out += ',';
             AppendKey(out, "original");
-            out += QJsonDocument(imagesource::OriginalToJson(r.source))
-                       .toJson(QJsonDocument::Compact);
+            out +=
+                QJsonDocument(imagesource::OriginalToJson(r.source)).toJson(QJsonDocument::Compact);
         }
     }
     if (withOutputs) {

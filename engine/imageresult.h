@@ -53,6 +53,9 @@ struct ImageResult
     QStringList outputErrors; ///< outputs that could not be written, with the reason
     ImageSource source;       ///< page, conversion to 8 bits, calibration and notes of the input
 
+    qint64 countMs = -1; ///< time spent reading and counting (not carried in JSON)
+    qint64 writeMs = -1; ///< time spent writing the image's files
+
     bool ok() const { return error.isEmpty(); }
     /// Frees the object rows and statistics, keeping count, mean area and
     /// the outputs: what a long batch keeps of each image once it is written.

@@ -111,4 +111,18 @@ QByteArray Png(const QImage& image)
     return bytes;
 }
 
+QByteArray Jpeg(const QImage& image)
+{
+    QByteArray bytes;
+    if (image.isNull())
+        return bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpg");
+    writer.setQuality(92);
+    if (!writer.write(image.convertToFormat(QImage::Format_RGB888)))
+        return QByteArray();
+    return bytes;
+}
+
 } // namespace picture

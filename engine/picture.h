@@ -31,4 +31,7 @@ QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& l
 /// @p image as PNG bytes; empty for a null image.
 QByteArray Png(const QImage& image);
 
+/// @p image as JPEG bytes (quality 92); empty for a null image.
+QByteArray Jpeg(const QImage& image);
+
 } // namespace picture

@@ -74,6 +74,16 @@ QByteArray TableCsv(const ImageResult& result)
     return csv;
 }
 
+QByteArray TableTsv(const ImageResult& result)
+{
+    // The keys and the numbers hold no commas, so the same lines serve.
+    QByteArray tsv = CsvUnitLine(result.unit);
+    QByteArray rows = CsvLine(KeyList());
+    for (const objectdata::Row& row : result.objects)
+        rows += RowFields(row) + '\n';
+    return tsv + rows.replace(',', '\t');
+}
+
 QByteArray ObjectsCsvHeader(const QString& unit)
 {
     return CsvUnitLine(unit) +

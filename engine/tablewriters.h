@@ -20,6 +20,8 @@ QByteArray CsvUnitLine(const QString& unit);
 /// The object table of one image: the unit line, a header of the stable keys
 /// (objectdata::Keys()), then one row per object at full precision.
 QByteArray TableCsv(const ImageResult& result);
+/// The same table separated by tabs, for a path ending in .tsv.
+QByteArray TableTsv(const ImageResult& result);
 
 /// The header of the batch object table: the unit line, then "image",
 /// "image_index" and the stable keys.

@@ -190,9 +190,10 @@ TEST(CliOutputs, NumbersSummaryAndProgressText)
 
     EXPECT_EQ(ProgressBar::Text(0, 4, 0, 8), "[........] 0/4 images, estimating");
     // Two images in 10 s: two more take another 10 s.
-    EXPECT_EQ(ProgressBar::Text(2, 4, 10000, 8), "[####....] 2/4 images, 0:10 left");
-    EXPECT_EQ(ProgressBar::Text(1, 1000, 4000, 8), "[........] 1/1000 images, 1:06:36 left");
-    EXPECT_EQ(ProgressBar::Text(4, 4, 20000, 8), "[########] 4/4 images");
+    EXPECT_EQ(ProgressBar::Text(2, 4, 10000, 8), "[####....] 2/4 images, 0.2 images/s, 0:10 left");
+    EXPECT_EQ(ProgressBar::Text(1, 1000, 4000, 8),
+              "[........] 1/1000 images, 0.3 images/s, 1:06:36 left");
+    EXPECT_EQ(ProgressBar::Text(4, 4, 20000, 8), "[########] 4/4 images, 0.2 images/s");
 }
 
 TEST(CliWorkerPool, NoWorkerCanStartEveryImageFailsInOrderAndNothingHangs)
