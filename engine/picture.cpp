@@ -1,5 +1,7 @@
 #include "picture.h"
 
+#include "pngencoder.h"
+
 #include "autocount/drawproperty/targetdrawpropertymanager.h"
 
 #include <QBuffer>
@@ -13,12 +15,6 @@
 #include <mutex>
 
 namespace picture {
-
-namespace {
-
-constexpr int kPngQuality = 80;
-
-} // namespace
 
 bool EnsureGui(QString* error)
 {
@@ -92,23 +88,7 @@ QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& l
 
 QByteArray Png(const QImage& image)
 {
-    QByteArray bytes;
-    if (image.isNull())
-        return bytes;
-    // Without a physical resolution the picture shows at one pixel per
-    // screen pixel everywhere, spreadsheets included.
-    QImage unscaled = image;
-    unscaled.setDotsPerMeterX(0);
-    unscaled.setDotsPerMeterY(0);
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    // Quality 80 is zlib's fastest level: a few per cent larger than the
-    // default, several times quicker on camera-sized pictures.
-    writer.setQuality(kPngQuality);
-    if (!writer.write(unscaled))
-        return QByteArray();
-    return bytes;
+    return pngencoder::Encode(image);
 }
 
 QByteArray Jpeg(const QImage& image)
