@@ -44,6 +44,10 @@ bool AggregateOutputs::Open(QStringList* errors)
     };
     summary_ = open(request_.summary, outputs::SummaryCsvHeader(settings_.unit));
     jsonl_ = open(request_.jsonl, QByteArray());
+    if (!request_.overview.isEmpty()) {
+        overview_ = std::make_unique<overview::Page>(settings_.unit);
+        WriteOverview(errors);
+    }
     objects_ = open(request_.objects, outputs::ObjectsCsvHeader(settings_.unit));
     if (!request_.sqlite.isEmpty()) {
         QString error;
@@ -86,8 +90,42 @@ void AggregateOutputs::Append(Stream& stream, const QByteArray& data, QStringLis
     }
 }
 
+void AggregateOutputs::WriteOverview(QStringList* errors)
+{
+    // The whole page again after every image: small, and whole at any time.
+    if (!overview_ || overviewFailed_)
+        return;
+    QString error;
+    if (!checkedfile::Write(request_.overview, overview_->Html(incomplete_), &error)) {
+        overviewFailed_ = true;
+        ok_ = false;
+        *errors << error;
+    }
+}
+
 void AggregateOutputs::Add(const ImageResult& result, int index, QStringList* errors)
 {
+    if (overview_) {
+        overview::Entry entry;
+        entry.file = result.file;
+        entry.index = index;
+        entry.error = result.error;
+        entry.count = result.count;
+        entry.meanArea = result.meanArea.value_or(0.0);
+        entry.thumbnail = result.thumbnail;
+        // The thumbnail links to the annotated picture, when one was written.
+        const QString picture =
+            request_.annotated.isEmpty()
+                ? QString()
+                : batchplan::ExpandPattern(request_.annotated, result.file, index);
+        if (result.outputs.contains(picture))
+            entry.picture = picture;
+        std::vector<double> areas;
+        for (const objectdata::Row& row : result.objects)
+            areas.push_back(row[objectdata::kArea]);
+        overview_->Add(entry, areas);
+        WriteOverview(errors);
+    }
     if (summary_)
         Append(*summary_, outputs::SummaryCsvRow(result, index), errors);
     if (jsonl_)
@@ -106,6 +144,8 @@ void AggregateOutputs::Add(const ImageResult& result, int index, QStringList* er
 
 void AggregateOutputs::MarkIncomplete(const QString& note, QStringList* errors)
 {
+    incomplete_ = note;
+    WriteOverview(errors);
     const QByteArray line = QStringLiteral("# incomplete: %1\n").arg(note).toUtf8();
     for (Stream* stream : {summary_.get(), objects_.get()})
         if (stream)

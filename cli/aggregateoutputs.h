@@ -8,6 +8,7 @@
 #include "batchplan.h"
 #include "checkedfile.h"
 #include "imageresult.h"
+#include "overview.h"
 #include "resultsdatabase.h"
 #include "settings.h"
 
@@ -57,6 +58,10 @@ private:
     std::unique_ptr<Stream> jsonl_;
     std::unique_ptr<Stream> objects_;
     ResultsDatabase database_;
+    std::unique_ptr<overview::Page> overview_;
+    bool overviewFailed_ = false;
+    QString incomplete_;
+    void WriteOverview(QStringList* errors);
     bool databaseFailed_ = false;
     bool ok_ = true;
 };

@@ -219,6 +219,7 @@ QList<BatchItem> Plan(const QStringList& files, const OutputRequest& request, QP
         claim(QStringLiteral("--table"), item.outputs.table, item.file);
         item.outputs.labels = ExpandPattern(request.labels, item.file, item.index);
         item.outputs.geojson = ExpandPattern(request.geojson, item.file, item.index);
+        item.outputs.thumbnail = !request.overview.isEmpty();
         claim(QStringLiteral("--labels"), item.outputs.labels, item.file);
         claim(QStringLiteral("--geojson"), item.outputs.geojson, item.file);
         if (i % shard.second == shard.first - 1)

@@ -27,9 +27,10 @@ struct OutputRequest
     QString geojson;
     QString summary; ///< one file for the batch
     QString saveSettings;
-    QString jsonl;   ///< one JSON object per image, as the batch goes
-    QString objects; ///< every object of the batch in one table
-    QString sqlite;  ///< the results database
+    QString jsonl;    ///< one JSON object per image, as the batch goes
+    QString objects;  ///< every object of the batch in one table
+    QString sqlite;   ///< the results database
+    QString overview; ///< the batch overview page (.html)
 };
 
 namespace batchplan {

@@ -253,6 +253,12 @@ struct Options
                                "Also print the settings in force, each image's stage timings and "
                                "the decoders' and the module's messages (on stderr)."};
     QCommandLineOption recursive{"recursive", "Search folders and their subfolders for images."};
+    QCommandLineOption overview{"overview",
+                                "Write a batch overview: one self-contained web page with a "
+                                "thumbnail of each image, the counts, the size distribution and "
+                                "the images far from the batch's median flagged; it grows as the "
+                                "batch goes.",
+                                "FILE.html"};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{QStringList{"V", "version"}, "Show the version."};
 
@@ -283,8 +289,8 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.objects,      &o.sqlite,
                                        &o.resume,       &o.worker,
                                        &o.quiet,        &o.verbose,
-                                       &o.recursive,    &o.help,
-                                       &o.version})
+                                       &o.recursive,    &o.overview,
+                                       &o.help,         &o.version})
         parser.addOption(*option);
     for (QCommandLineOption* option : {&o.page, &o.bits, &o.range, &o.maxPixels})
         parser.addOption(*option);
@@ -513,12 +519,14 @@ CommandLine Parse(const QStringList& arguments)
     c.outputs.jsonl = outputPath("jsonl");
     c.outputs.objects = outputPath("objects");
     c.outputs.sqlite = outputPath("sqlite");
+    c.outputs.overview = outputPath("overview");
     c.resume = parser.isSet(o.resume);
     // Each file is written in the format its name asks for, or refused.
     const QList<QPair<QString, QStringList>> formats = {{"report", {"xlsx"}},
                                                         {"annotated", {"png", "jpg", "jpeg"}},
                                                         {"table", {"csv", "tsv"}},
-                                                        {"labels", {"png"}}};
+                                                        {"labels", {"png"}},
+                                                        {"overview", {"html", "htm"}}};
     for (const auto& format : formats) {
         const QString path = Single(parser, format.first);
         if (path.isEmpty() || batchplan::IsStream(path))

@@ -272,7 +272,7 @@ int Run(CommandLine c)
 bool NeedsPictures(const CommandLine& c)
 {
     return c.worker || c.inputs.isEmpty() || !c.outputs.report.isEmpty() ||
-           !c.outputs.annotated.isEmpty();
+           !c.outputs.annotated.isEmpty() || !c.outputs.overview.isEmpty();
 }
 
 } // namespace

@@ -7,7 +7,10 @@
 #include "tablewriters.h"
 
 #include <QFileInfo>
+#include <QImage>
+
 #include <QStringList>
+#include <algorithm>
 
 namespace imageoutputs {
 
@@ -45,7 +48,11 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
     QString pictureError;
     if (outputs.pictures() && picture::EnsureGui(&pictureError)) {
         image = picture::Render(counted, picture::CurrentLook());
-        png = picture::Png(image);
+        if (!outputs.report.isEmpty() || !outputs.annotated.isEmpty())
+            png = picture::Png(image);
+        if (outputs.thumbnail && !image.isNull())
+            result.thumbnail = picture::Jpeg(
+                image.scaledToWidth(std::min(240, image.width()), Qt::SmoothTransformation));
         if (image.isNull())
             pictureError = QStringLiteral("there is no image to picture");
     }

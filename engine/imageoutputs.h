@@ -12,17 +12,18 @@
 /// The per-image files to write; an empty path writes nothing.
 struct ImageOutputs
 {
-    QString report;    ///< spreadsheet report (.xlsx)
-    QString annotated; ///< the picture (.png)
-    QString table;     ///< the object table (.csv); "-" for standard output
-    QString labels;    ///< the 16-bit label image (.png)
-    QString geojson;   ///< the outlines as GeoJSON; "-" for standard output
+    QString report;         ///< spreadsheet report (.xlsx)
+    QString annotated;      ///< the picture (.png)
+    QString table;          ///< the object table (.csv); "-" for standard output
+    QString labels;         ///< the 16-bit label image (.png)
+    QString geojson;        ///< the outlines as GeoJSON; "-" for standard output
+    bool thumbnail = false; ///< a small picture in the result, for the batch overview
     bool any() const
     {
         return !report.isEmpty() || !annotated.isEmpty() || !table.isEmpty() || !labels.isEmpty() ||
                !geojson.isEmpty();
     }
-    bool pictures() const { return !report.isEmpty() || !annotated.isEmpty(); }
+    bool pictures() const { return !report.isEmpty() || !annotated.isEmpty() || thumbnail; }
 };
 
 namespace imageoutputs {

@@ -59,10 +59,13 @@ struct ImageResult
     bool ok() const { return error.isEmpty(); }
     /// Frees the object rows and statistics, keeping count, mean area and
     /// the outputs: what a long batch keeps of each image once it is written.
+    QByteArray thumbnail; ///< a small JPEG of the picture, for the batch overview
+
     void DropDetail()
     {
         std::vector<objectdata::Row>().swap(objects);
         statistics = QList<TypeStatistics>();
+        thumbnail.clear();
     }
     /// Counted, and every output written.
     bool complete() const { return ok() && outputErrors.isEmpty(); }

@@ -22,6 +22,9 @@ namespace objectdata {
 /// Version of the keys and record layout of the data outputs.
 constexpr int kSchemaVersion = 1;
 
+/// The column of the area in a row (after the object's number).
+constexpr int kArea = 1;
+
 /// Columns of an object row: "object", the measurements in data type order,
 /// then "centroid_x", "centroid_y", "bbox_x", "bbox_y", "bbox_width",
 /// "bbox_height".
