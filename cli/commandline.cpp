@@ -202,6 +202,18 @@ struct Options
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{"version", "Show the version."};
 
+    // The engine's preparation and the other channels' measurements.
+    QCommandLineOption preparation{
+        "preparation",
+        "Steps before and after the automatic threshold: on (default: smooth, background, "
+        "threshold, holes), off (the module's own Otsu threshold), or a list of steps, e.g. "
+        "smooth,holes.",
+        "on|off|STEPS"};
+    QCommandLineOption measureChannels{
+        "measure-channels",
+        "Measure every object in every colour plane of a colour image too (columns such as "
+        "mean_gray_c1 for red, c2 green, c3 blue): on (default) or off.",
+        "on|off"};
     Options() { worker.setFlags(QCommandLineOption::HiddenFromHelp); }
 };
 
@@ -228,6 +240,7 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.geojson,      &o.jsonl,
                                        &o.objects,      &o.sqlite,
                                        &o.resume,       &o.worker,
+                                       &o.preparation,  &o.measureChannels,
                                        &o.help,         &o.version})
         parser.addOption(*option);
 }
@@ -365,6 +378,13 @@ CommandLine Parse(const QStringList& arguments)
         s.sensitivity = Number("--sensitivity", Single(parser, "sensitivity"));
     if (parser.isSet(o.speckFloor))
         s.speckFloor = Number("--speck-floor", Single(parser, "speck-floor"));
+    if (parser.isSet(o.preparation))
+        s.preparation =
+            countsettings::ParsePreparation("--preparation", Single(parser, "preparation"));
+    if (parser.isSet(o.measureChannels))
+        s.measureChannels =
+            countsettings::Choice("--measure-channels", Single(parser, "measure-channels"),
+                                  {"off", "on"}) == 1;
     if (parser.isSet(o.noDefaultFilters))
         s.defaultFilters = false;
     if (parser.isSet(o.filter)) {

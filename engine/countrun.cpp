@@ -4,7 +4,9 @@
 #include "separationworker.h"
 #include "specks.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 
 namespace countrun {
 
@@ -58,6 +60,12 @@ countcore::Request MakeRequest(const CountSettings& s)
 
 CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks)
 {
+    return Count(image, settings, hooks, {});
+}
+
+CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks,
+                  const std::vector<channelmeasures::Plane>& planes)
+{
     CountResult result;
     result.scale = settings.scale;
     result.unit = settings.unit;
@@ -81,6 +89,38 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     countcore::Hooks core;
     core.cancelled = hooks.cancelled;
     core.progress = hooks.progress;
+    // The preparation replaces the automatic threshold (the manual band is
+    // the user's own); measurement stays on the image as it is.
+    preparation::Steps steps;
+    steps.smooth = settings.Prepares(PrepStep::Smooth);
+    steps.background = settings.Prepares(PrepStep::Background);
+    steps.threshold = settings.Prepares(PrepStep::Threshold);
+    if (settings.mode != SegmentMode::Manual &&
+        (steps.smooth || steps.background || steps.threshold)) {
+        core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
+                           cv::Mat& binary) {
+            const bool bright = settings.mode == SegmentMode::Bright;
+            cv::Mat grey;
+            result.preparation = preparation::Segment(countcore::GreyImage(image, grey), bright,
+                                                      regionMask, steps, binary);
+            if (!result.preparation.ran) {
+                countcore::Segment(image, regionMask, request.segmentMode, request.channel,
+                                   thresholds, grey, binary);
+                return;
+            }
+            const int level =
+                std::clamp(static_cast<int>(std::lround(result.preparation.floor)), 0, 255);
+            thresholds =
+                bright ? countcore::Thresholds{level, 255} : countcore::Thresholds{0, 255 - level};
+        };
+    }
+    const bool fillHoles =
+        settings.mode != SegmentMode::Manual && settings.Prepares(PrepStep::Holes);
+    if (settings.cut == Separation::None && fillHoles)
+        core.separate = [](cv::Mat& binary) {
+            preparation::FillSingleObjectHoles(binary);
+            return true;
+        };
     if (settings.cut == Separation::Distance) {
         // The separation asks between objects whether to stop; the front
         // end's question is put to it there.
@@ -98,6 +138,8 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
                 return false;
             if (!out.empty())
                 binary = out;
+            if (fillHoles)
+                preparation::FillSingleObjectHoles(binary);
             return true;
         };
     }
@@ -112,6 +154,13 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
         };
     }
     result.core = countcore::Count(image, request, core);
+    if (settings.measureChannels && !result.core.cancelled) {
+        std::vector<channelmeasures::Plane> all = channelmeasures::ColourPlanes(image);
+        all.insert(all.end(), planes.begin(), planes.end());
+        if (!all.empty())
+            result.channels =
+                channelmeasures::Measure(result.core.validContours, all, image.size());
+    }
     for (int type : result.core.types)
         result.typeNames << countcore::DataTypeName(type, settings.unit);
     return result;
@@ -146,6 +195,8 @@ ImageResult Summarise(const QString& file, const CountResult& r)
         result.objects.push_back(
             objectdata::MakeRow(static_cast<int>(i) + 1, valid[i], contour, r.scale));
     }
+    result.channelKeys = r.channels.keys;
+    result.channelRows = r.channels.rows;
     for (int type = 0; type < countcore::kDataTypeCount; ++type) {
         TypeStatistics s;
         s.name = QString::fromLatin1(objectdata::MeasurementKey(type));

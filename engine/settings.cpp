@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 
 bool CountSettings::operator==(const CountSettings& o) const
@@ -15,7 +16,7 @@ bool CountSettings::operator==(const CountSettings& o) const
            fillHoles == o.fillHoles && cut == o.cut && sensitivity == o.sensitivity &&
            speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
-           unit == o.unit;
+           unit == o.unit && preparation == o.preparation && measureChannels == o.measureChannels;
 }
 
 namespace countsettings {
@@ -24,6 +25,7 @@ const QStringList kModes = {"dark", "bright", "manual"};
 const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturation", "intensity"};
 const QStringList kMorphology = {"dilate", "erode", "open", "close"};
 const QStringList kCuts = {"auto", "merge", "none", "distance"};
+const QStringList kPrepSteps = {"smooth", "background", "threshold", "holes"};
 
 namespace {
 
@@ -173,6 +175,29 @@ QString Name(Separation cut)
     return kCuts.value(static_cast<int>(cut));
 }
 
+QString Name(PrepStep step)
+{
+    return kPrepSteps.value(static_cast<int>(step));
+}
+
+QList<PrepStep> ParsePreparation(const QString& option, const QString& text)
+{
+    const QString t = text.trimmed().toLower();
+    QList<PrepStep> steps;
+    if (t == QLatin1String("off") || t == QLatin1String("none"))
+        return steps;
+    if (t == QLatin1String("on") || t == QLatin1String("all"))
+        return CountSettings().preparation;
+    const QStringList words = t.split(QLatin1Char(','));
+    for (const QString& word : words) {
+        const auto step = static_cast<PrepStep>(Choice(option, word, kPrepSteps));
+        if (!steps.contains(step))
+            steps << step;
+    }
+    std::sort(steps.begin(), steps.end());
+    return steps;
+}
+
 SegmentMode ParseMode(const QString& option, const QString& text)
 {
     return static_cast<SegmentMode>(Choice(option, text, kModes));
@@ -246,6 +271,9 @@ QJsonObject ToJson(const CountSettings& s)
     QStringList morphology;
     for (Morphology op : s.morphology)
         morphology << Name(op);
+    QStringList preparation;
+    for (PrepStep step : s.preparation)
+        preparation << Name(step);
     return QJsonObject{
         {"rectangles", rectangles},
         {"polygons", polygons},
@@ -263,6 +291,8 @@ QJsonObject ToJson(const CountSettings& s)
         {"filters", filters},
         {"scale", s.scale},
         {"unit", s.unit},
+        {"preparation", QJsonArray::fromStringList(preparation)},
+        {"measureChannels", s.measureChannels},
     };
 }
 
@@ -336,6 +366,15 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
             }
         } else if (key == QLatin1String("scale")) {
             s.scale = Number(v, key, option);
+        } else if (key == QLatin1String("preparation")) {
+            QStringList words;
+            for (const QJsonValue& item : Array(v, key, option))
+                words << String(item, key, option);
+            s.preparation = words.isEmpty()
+                                ? QList<PrepStep>()
+                                : ParsePreparation(option, words.join(QLatin1Char(',')));
+        } else if (key == QLatin1String("measureChannels")) {
+            s.measureChannels = Boolean(v, key, option);
         } else if (key == QLatin1String("unit")) {
             s.unit = String(v, key, option);
         } else if (!informational.contains(key)) {

@@ -80,6 +80,16 @@ enum class Separation
     Distance, ///< the distance-map separation (the default)
 };
 
+/// A step of the engine's preparation of the automatic threshold (see
+/// preparation.h), in the order they run.
+enum class PrepStep
+{
+    Smooth,     ///< Gaussian tied to the typical object size
+    Background, ///< subtraction of the uneven background (opening, both polarities)
+    Threshold,  ///< noise floor and a share of the local peak instead of one Otsu level
+    Holes,      ///< holes ringed by one object alone are filled after separation
+};
+
 struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
@@ -101,7 +111,15 @@ struct CountSettings
     QList<FilterSetting> filters;
     double scale = 1.0; ///< units per pixel
     QString unit = QStringLiteral("px");
+    // The engine's own steps beside the module's (keys "preparation",
+    // "measureChannels"). Preparation: the steps that run before and after
+    // the automatic threshold; empty gives the module's own segmentation.
+    QList<PrepStep> preparation{PrepStep::Smooth, PrepStep::Background, PrepStep::Threshold,
+                                PrepStep::Holes};
+    /// Intensities of every object in every plane of a multi-channel image.
+    bool measureChannels = true;
 
+    bool Prepares(PrepStep step) const { return preparation.contains(step); }
     bool operator==(const CountSettings& o) const;
 };
 
@@ -119,12 +137,14 @@ extern const QStringList kModes;      ///< dark, bright, manual
 extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturation, intensity
 extern const QStringList kMorphology; ///< dilate, erode, open, close
 extern const QStringList kCuts;       ///< auto, merge, none, distance
+extern const QStringList kPrepSteps;  ///< smooth, background, threshold, holes
 
 /// The word of a choice.
 QString Name(SegmentMode mode);
 QString Name(Channel channel);
 QString Name(Morphology op);
 QString Name(Separation cut);
+QString Name(PrepStep step);
 
 /// Reads the word for a choice (case-insensitive); throws UsageError naming
 /// @p option with the words allowed.
@@ -132,6 +152,8 @@ SegmentMode ParseMode(const QString& option, const QString& text);
 Channel ParseChannel(const QString& option, const QString& text);
 Morphology ParseMorphology(const QString& option, const QString& text);
 Separation ParseSeparation(const QString& option, const QString& text);
+/// Reads "on" (every step), "off" (none) or a comma-separated list of steps.
+QList<PrepStep> ParsePreparation(const QString& option, const QString& text);
 
 /// Parses "x,y,w,h"; throws UsageError naming @p option.
 QRectF ParseRect(const QString& option, const QString& text);
