@@ -5,7 +5,7 @@
 // preparation must not make worse.
 //
 // Usage: preparation_score [--seeds A-B] [--set fluorescence|touching|both]
-//                          [--sizes 1,5] [--quiet]
+//                          [--sizes 1,5] [--steps on|STEPS] [--quiet]
 // Prints one line per image and setting, then the totals and the worst
 // figures per setting.
 
@@ -53,12 +53,14 @@ std::vector<int> Numbers(const std::string& s)
     return numbers;
 }
 
+// Steps of the prepared setting (--steps); all by default.
+QList<PrepStep> gSteps = CountSettings().preparation;
+
 cv::Mat Detect(const cv::Mat& image, bool bright, bool prepare)
 {
     CountSettings settings;
     settings.mode = bright ? SegmentMode::Bright : SegmentMode::Dark;
-    if (!prepare)
-        settings.preparation.clear();
+    settings.preparation = prepare ? gSteps : QList<PrepStep>();
     const countrun::CountResult result = countrun::Count(image, settings);
     return countcore::LabelImage(image.size(), result.core.validContours);
 }
@@ -95,6 +97,9 @@ int main(int argc, char** argv)
             ++i;
         } else if (arg == "--sizes") {
             sizes = Numbers(value);
+            ++i;
+        } else if (arg == "--steps") {
+            gSteps = countsettings::ParsePreparation("--steps", QString::fromStdString(value));
             ++i;
         } else if (arg == "--quiet") {
             quiet = true;

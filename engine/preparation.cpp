@@ -23,6 +23,11 @@ constexpr double kEdgeReach = 2.0;
 constexpr double kMadToSigma = 1.4826;
 // Background samples needed for the noise estimate; with fewer, every sample counts.
 constexpr size_t kMinSamples = 100;
+// Filling the holes of a first-pass component may widen it this much before
+// its holes count as gaps between objects.
+constexpr float kHoleWidening = 3.f;
+// Smoothing below this sigma is left out.
+constexpr double kMinSigma = 0.3;
 // The smallest noise assumed: a quarter grey level (8-bit quantisation).
 constexpr double kMinNoise = 0.25;
 
@@ -78,18 +83,39 @@ void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat
     const int on = cv::countNonZero(firstMask);
     if (on == 0 || on == static_cast<int>(firstMask.total()))
         return;
+    // Holes are filled, so that a nucleolus does not halve its nucleus's
+    // radius; but where filling makes a component three times wider than it
+    // was, the holes were gaps between objects (a dense field), and the open
+    // mask's radius stands.
+    const cv::Mat open = firstMask.clone();
     FillAllHoles(firstMask);
-
-    cv::Mat distance, labels;
-    cv::distanceTransform(firstMask, distance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::Mat filledDistance, openDistance, labels;
+    cv::distanceTransform(firstMask, filledDistance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::distanceTransform(open, openDistance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
     const int count = cv::connectedComponents(firstMask, labels, 8, CV_32S);
-    std::vector<float> peak(static_cast<size_t>(count), 0.f);
+    // Three times the mean of the distance map over a component is the
+    // radius of a disc, and close to the radius of each of a row of touching
+    // discs; so a network of touching objects still gives their radius.
+    std::vector<double> filledSum(static_cast<size_t>(count), 0.0), openSum = filledSum,
+                                                                    area = filledSum;
+
     for (int y = 0; y < labels.rows; ++y) {
         const int* l = labels.ptr<int>(y);
-        const float* d = distance.ptr<float>(y);
+        const float* f = filledDistance.ptr<float>(y);
+        const float* o = openDistance.ptr<float>(y);
         for (int x = 0; x < labels.cols; ++x)
-            if (l[x] > 0)
-                peak[static_cast<size_t>(l[x])] = std::max(peak[static_cast<size_t>(l[x])], d[x]);
+            if (l[x] > 0) {
+                const size_t i = static_cast<size_t>(l[x]);
+                filledSum[i] += f[x];
+                openSum[i] += o[x];
+                area[i] += 1;
+            }
+    }
+    std::vector<float> peak(static_cast<size_t>(count), 0.f);
+    for (size_t i = 1; i < peak.size(); ++i) {
+        const double filled = 3 * filledSum[i] / area[i];
+        const double opened = 3 * openSum[i] / area[i];
+        peak[i] = static_cast<float>(filled > kHoleWidening * opened ? opened : filled);
     }
     std::vector<double> radii;
     for (int i = 1; i < count; ++i)
@@ -153,8 +179,37 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
         prepared -= Background(prepared, report.discRadius);
     }
     if (steps.smooth) {
-        report.sigma = std::max(0.7, kSmoothShare * typical);
-        cv::GaussianBlur(prepared, prepared, cv::Size(0, 0), report.sigma);
+        // Texture: the spread of the object pixels (away from their edges)
+        // against their level above the background. Smooth objects need
+        // no smoothing; grainy ones up to kSmoothShare x R.
+        cv::Mat inner;
+        cv::erode(first, inner, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(5, 5)));
+        std::vector<double> inside, outside;
+        for (int y = 0; y < inner.rows; ++y) {
+            const int py = std::min(prepared.rows - 1, y * factor + factor / 2);
+            const float* p = prepared.ptr<float>(py);
+            const unsigned char* in = inner.ptr<unsigned char>(y);
+            const unsigned char* f = first.ptr<unsigned char>(y);
+            for (int x = 0; x < inner.cols; ++x) {
+                const int px = std::min(prepared.cols - 1, x * factor + factor / 2);
+                if (in[x])
+                    inside.push_back(p[px]);
+                else if (!f[x])
+                    outside.push_back(p[px]);
+            }
+        }
+        if (inside.size() >= kMinSamples && !outside.empty()) {
+            const double level = Percentile(inside, 0.5);
+            const double contrast = level - Percentile(outside, 0.5);
+            for (double& v : inside)
+                v = std::abs(v - level);
+            report.texture = contrast > 0 ? kMadToSigma * Percentile(inside, 0.5) / contrast : 0;
+        }
+        report.sigma = kSmoothShare * typical * std::min(1.0, report.texture / kTextureFull);
+        if (report.sigma >= kMinSigma)
+            cv::GaussianBlur(prepared, prepared, cv::Size(0, 0), report.sigma);
+        else
+            report.sigma = 0;
     }
 
     if (!steps.threshold) {
@@ -171,7 +226,7 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     const int side = 2 * static_cast<int>(std::ceil(reach)) + 1;
     cv::Mat away;
     cv::dilate(first, away, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side)));
-    std::vector<double> background, all;
+    std::vector<double> background, outside, all;
     for (int y = 0; y < away.rows; ++y) {
         const int py = std::min(prepared.rows - 1, y * factor + factor / 2);
         const float* p = prepared.ptr<float>(py);
@@ -184,9 +239,17 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
             all.push_back(p[px]);
             if (!a[x])
                 background.push_back(p[px]);
+            if (!first.ptr<unsigned char>(y)[x])
+                outside.push_back(p[px]);
         }
     }
-    std::vector<double>& samples = background.size() >= kMinSamples ? background : all;
+    // A dense field leaves no background far from every object: then the
+    // gaps themselves, and failing those the darkest quarter.
+    if (outside.size() < kMinSamples) {
+        std::sort(all.begin(), all.end());
+        outside.assign(all.begin(), all.begin() + static_cast<long>(all.size() / 4));
+    }
+    std::vector<double>& samples = background.size() >= kMinSamples ? background : outside;
     const double level = Percentile(samples, 0.5);
     for (double& v : samples)
         v = std::abs(v - level);
@@ -196,7 +259,7 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
 
     // Local peak within half the typical radius; a square is close enough
     // and separable.
-    const int r = std::max(1, static_cast<int>(std::lround(typical / 2)));
+    const int r = std::max(1, static_cast<int>(std::lround(typical * kPeakWindowShare)));
     cv::Mat peak;
     cv::dilate(prepared, peak,
                cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * r + 1, 2 * r + 1)));

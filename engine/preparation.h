@@ -18,24 +18,31 @@
 // The steps, on the grey image turned so that objects are bright:
 //
 // 1. Size. The grey image, reduced to about one megapixel and smoothed with
-//    sigma 1, is thresholded by Otsu; holes are filled; the distance map's
-//    maximum in each component is that component's inscribed radius (a
-//    cluster of touching objects has the radius of its largest member, not
-//    of the cluster). The typical radius R is the median of the larger half
-//    of those radii, the largest radius the 95th percentile.
+//    sigma 1, is thresholded by Otsu. Per component of that mask, three
+//    times the mean of its distance map is its radius (exact for a disc, and
+//    close to each member's radius for touching discs, so a cluster or a
+//    dense field still gives its objects' radius); holes are filled first,
+//    unless filling makes a component kHoleWidening times wider (its holes
+//    were gaps between objects). The typical radius R is the median of the
+//    larger half of the radii, the largest radius their 95th percentile.
 // 2. Background (step "background"). Grey-level opening with a disc of
 //    radius B = 1.5 x the largest radius, held within 2R..4R, on the image
-//    reduced so that the disc is at least kMinDiscPixels across; smoothed,
+//    reduced so that the disc is at least kMinDiscPixels in radius; smoothed,
 //    enlarged again and subtracted.
-// 3. Smoothing (step "smooth"). Gaussian of sigma kSmoothShare x R.
+// 3. Smoothing (step "smooth"). Gaussian of sigma kSmoothShare x R, scaled
+//    down by the objects' texture (robust spread of their inner pixels over
+//    their contrast) below kTextureFull: grainy nuclei get the full width,
+//    objects of even brightness next to none, so their necks and the gaps
+//    between them stay sharp.
 // 4. Threshold (step "threshold"). The background level m and noise s are
 //    the median and 1.4826 x MAD of the prepared image outside the first
-//    mask (grown by the smoothing's reach). A pixel is an object pixel when
-//    it lies kNoiseFactor x s above m (so noise alone is not an object) and
-//    reaches kPeakShare of the local peak above m (the maximum within
-//    R / 2), so a bright object ends near its own half height and a dim one
-//    next to nothing brighter keeps its whole extent. Without this step the
-//    prepared image is thresholded by Otsu.
+//    mask (grown by the smoothing's reach; in a dense field, its gaps). A
+//    pixel is an object pixel when it lies kNoiseFactor x s above m (so
+//    noise alone is not an object) and reaches kPeakShare of the local peak
+//    above m (the maximum within kPeakWindowShare x R), so every object ends
+//    near its own half height whatever its brightness, and a dim nucleus
+//    loses only a thin band where it meets a bright one. Without this step
+//    the prepared image is thresholded by Otsu.
 // 5. Holes (step "holes", after separation): a hole whose rim belongs to
 //    one object alone is filled; background ringed by two or more separate
 //    objects stays, the rule the distance cut applies to holes.
@@ -45,11 +52,16 @@
 namespace preparation {
 
 /// Share of the typical radius used as the smoothing sigma.
-constexpr double kSmoothShare = 0.2;
+constexpr double kSmoothShare = 0.1;
+/// Texture (robust spread of the object pixels / their level above the
+/// background) at which the smoothing reaches its full width.
+constexpr double kTextureFull = 0.2;
 /// Noise floor in robust standard deviations of the background.
 constexpr double kNoiseFactor = 4.0;
-/// Share of the local peak (above the background) an object pixel reaches.
-constexpr double kPeakShare = 0.4;
+/// Share of the local peak (above the background) an object pixel reaches,
+/// the peak taken within kPeakWindowShare x R.
+constexpr double kPeakShare = 0.5;
+constexpr double kPeakWindowShare = 0.35;
 /// Disc of the background opening: this multiple of the largest radius,
 /// held within kMinDiscShare..kMaxDiscShare times the typical radius.
 constexpr double kDiscShare = 1.5;
@@ -70,8 +82,9 @@ struct Steps
 struct Report
 {
     bool ran = false;
-    double objectRadius = 0;    ///< typical inscribed radius R, pixels
-    double largestRadius = 0;   ///< 95th percentile of the inscribed radii
+    double objectRadius = 0;    ///< typical radius R, pixels
+    double largestRadius = 0;   ///< 95th percentile of the radii
+    double texture = 0;         ///< spread of the object pixels / their contrast
     double sigma = 0;           ///< of the smoothing; 0 when off
     double discRadius = 0;      ///< of the background opening; 0 when off
     double backgroundLevel = 0; ///< m, grey levels of the prepared image
@@ -79,7 +92,7 @@ struct Report
     double floor = 0;           ///< m + kNoiseFactor x s (or the Otsu level)
 };
 
-/// Typical and largest inscribed radius of the bright objects of @p grey
+/// Typical and largest radius of the bright objects of @p grey
 /// (8-bit); 0 when nothing is found. @p firstMask receives the first Otsu
 /// mask at the reduced scale, @p factor the reduction.
 void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,

@@ -16,6 +16,10 @@ constexpr double kGap = 4.0;        // pixels between nuclei that do not touch
 constexpr int kPlacementTries = 60; // random positions tried per cluster
 constexpr double kMaxAspect = 1.4;
 constexpr double kNucleolusLevel = 0.35;
+// Depth of the overlap of two touching nuclei, as a share of the smaller
+// one's reach along the line of their centres.
+constexpr double kMinOverlap = 0.1;
+constexpr double kMaxOverlap = 0.3;
 
 double Unit(Random& random)
 {
@@ -40,6 +44,15 @@ struct Shape
     double a = 0, b = 0, cosA = 1, sinA = 0;
 
     double Radius() const { return std::sqrt(a * b); }
+    // Distance from the centre to the outline in the direction of @p to.
+    double RadiusToward(cv::Point2d to) const
+    {
+        const cv::Point2d d = to - centre;
+        const double length = std::max(1e-9, std::hypot(d.x, d.y));
+        const double u = (d.x * cosA + d.y * sinA) / length;
+        const double v = (-d.x * sinA + d.y * cosA) / length;
+        return 1.0 / std::sqrt(u * u / (a * a) + v * v / (b * b));
+    }
     // Ellipse coordinate: below 1 inside, grown by @p grow pixels.
     bool Contains(double x, double y, double grow = 0) const
     {
@@ -121,20 +134,28 @@ Scene MakeScene(const SceneParams& p)
                 RandomShape(random, start, p.minRadius * Between(random, 1.0, p.radiusSpread)));
             bool ok = Free(group[0], taken);
             for (int m = 1; m < members && ok; ++m) {
-                // Beside a random member, overlapping so that the two meet in a neck.
+                // Beside a random member, overlapping by kMinOverlap..kMaxOverlap of
+                // the smaller one's radius along the line of centres, so that the
+                // two meet in a neck.
                 const Shape& host = group[static_cast<size_t>(random.Uniform(0, m - 1))];
                 const double r = p.minRadius * Between(random, 1.0, p.radiusSpread);
                 const double angle = Between(random, 0.0, 2 * kPi);
-                const double distance = (host.Radius() + r) * Between(random, 0.72, 0.85);
-                const cv::Point2d c =
-                    host.centre + distance * cv::Point2d(std::cos(angle), std::sin(angle));
-                Shape s = RandomShape(random, c, r);
+                const cv::Point2d unit(std::cos(angle), std::sin(angle));
+                Shape s = RandomShape(random, host.centre, r);
+                const double overlap = Between(random, kMinOverlap, kMaxOverlap);
+                const double hostReach = host.RadiusToward(host.centre + unit);
+                const double ownReach = s.RadiusToward(s.centre - unit);
+                s.centre = host.centre +
+                           (hostReach + ownReach - overlap * std::min(hostReach, ownReach)) * unit;
+                const cv::Point2d c = s.centre;
                 ok = Free(s, taken) && c.x > margin && c.y > margin && c.x < size.width - margin &&
                      c.y < size.height - margin;
-                // Not too deep into the other members.
-                for (const Shape& other : group)
-                    if (cv::norm(other.centre - c) < 0.7 * (other.Radius() + r))
+                // No deeper into any other member.
+                for (const Shape& other : group) {
+                    const double a = other.RadiusToward(c), b = s.RadiusToward(other.centre);
+                    if (cv::norm(other.centre - c) < a + b - kMaxOverlap * std::min(a, b) - 1e-9)
                         ok = false;
+                }
                 group.push_back(s);
             }
             if (!ok)
