@@ -187,7 +187,7 @@ QList<PrepStep> ParsePreparation(const QString& option, const QString& text)
     if (t == QLatin1String("off") || t == QLatin1String("none"))
         return steps;
     if (t == QLatin1String("on") || t == QLatin1String("all"))
-        return CountSettings().preparation;
+        return AllPrepSteps();
     const QStringList words = t.split(QLatin1Char(','));
     for (const QString& word : words) {
         const auto step = static_cast<PrepStep>(Choice(option, word, kPrepSteps));

@@ -90,6 +90,14 @@ enum class PrepStep
     Holes,      ///< holes ringed by one object alone are filled after separation
 };
 
+/// Every preparation step, in order: the default.
+inline QList<PrepStep> AllPrepSteps()
+{
+    QList<PrepStep> steps;
+    steps << PrepStep::Smooth << PrepStep::Background << PrepStep::Threshold << PrepStep::Holes;
+    return steps;
+}
+
 struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
@@ -114,8 +122,7 @@ struct CountSettings
     // The engine's own steps beside the module's (keys "preparation",
     // "measureChannels"). Preparation: the steps that run before and after
     // the automatic threshold; empty gives the module's own segmentation.
-    QList<PrepStep> preparation{PrepStep::Smooth, PrepStep::Background, PrepStep::Threshold,
-                                PrepStep::Holes};
+    QList<PrepStep> preparation = AllPrepSteps();
     /// Intensities of every object in every plane of a multi-channel image.
     bool measureChannels = true;
 
