@@ -135,6 +135,7 @@ cv::Mat Background(const cv::Mat& grey, double radius)
                    cv::INTER_AREA);
     else
         small = grey.clone();
+    small.convertTo(small, CV_32F);
     const double r = radius / factor;
     const int side = 2 * static_cast<int>(std::lround(r)) + 1;
     const cv::Mat disc = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side));
@@ -172,11 +173,12 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     report.largestRadius = largest;
 
     cv::Mat prepared;
-    g.convertTo(prepared, CV_32F);
     if (steps.background) {
         report.discRadius =
             std::clamp(kDiscShare * largest, kMinDiscShare * typical, kMaxDiscShare * typical);
-        prepared -= Background(prepared, report.discRadius);
+        cv::subtract(g, Background(g, report.discRadius), prepared, cv::noArray(), CV_32F);
+    } else {
+        g.convertTo(prepared, CV_32F);
     }
     if (steps.smooth) {
         // Texture: the spread of the object pixels (away from their edges)
@@ -263,11 +265,19 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     cv::Mat peak;
     cv::dilate(prepared, peak,
                cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * r + 1, 2 * r + 1)));
-    peak = peak * kPeakShare + (1 - kPeakShare) * level;
-    cv::Mat aboveFloor = prepared > report.floor;
-    cv::Mat nearPeak = prepared >= peak;
-    cv::bitwise_and(aboveFloor, nearPeak, binary);
-    cv::bitwise_and(binary, regionMask, binary);
+    // One pass: above the floor, at or above the share of the local peak,
+    // inside the regions.
+    const float floorLevel = static_cast<float>(report.floor);
+    const float share = static_cast<float>(kPeakShare);
+    const float rest = static_cast<float>((1 - kPeakShare) * level);
+    for (int y = 0; y < prepared.rows; ++y) {
+        const float* p = prepared.ptr<float>(y);
+        const float* q = peak.ptr<float>(y);
+        const unsigned char* region = regionMask.ptr<unsigned char>(y);
+        unsigned char* b = binary.ptr<unsigned char>(y);
+        for (int x = 0; x < prepared.cols; ++x)
+            b[x] = region[x] && p[x] > floorLevel && p[x] >= share * q[x] + rest ? 255 : 0;
+    }
     return report;
 }
 
@@ -285,12 +295,16 @@ void FillSingleObjectHoles(cv::Mat& binary)
     }
     if (inner.empty())
         return;
-    cv::Mat pieces;
-    cv::connectedComponents(binary, pieces, 8, CV_32S);
     for (int i : inner) {
         const cv::Rect box(stats.at<int>(i, cv::CC_STAT_LEFT), stats.at<int>(i, cv::CC_STAT_TOP),
                            stats.at<int>(i, cv::CC_STAT_WIDTH),
                            stats.at<int>(i, cv::CC_STAT_HEIGHT));
+        // The objects around the hole, labelled within its box grown by one
+        // pixel: the rim of a hole is a closed 8-connected curve in there, so
+        // a rim that is one object outside the box is one inside it too.
+        const cv::Rect grown(box.x - 1, box.y - 1, box.width + 2, box.height + 2);
+        cv::Mat pieces;
+        cv::connectedComponents(binary(grown), pieces, 8, CV_32S);
         // The rim: object pixels among the 8-neighbours of the hole's pixels.
         int rim = 0;
         bool single = true;
@@ -300,9 +314,9 @@ void FillSingleObjectHoles(cv::Mat& binary)
                 if (h[x] != i)
                     continue;
                 for (int dy = -1; dy <= 1 && single; ++dy) {
-                    const int* p = pieces.ptr<int>(y + dy);
+                    const int* p = pieces.ptr<int>(y + dy - grown.y);
                     for (int dx = -1; dx <= 1; ++dx) {
-                        const int q = p[x + dx];
+                        const int q = p[x + dx - grown.x];
                         if (q == 0)
                             continue;
                         if (rim == 0)

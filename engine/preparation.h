@@ -98,8 +98,8 @@ struct Report
 void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,
                   int& factor);
 
-/// The background of @p grey (CV_32F, objects bright) under a disc of
-/// radius @p radius: an opening, smoothed, at the image's size.
+/// The background of @p grey (8-bit or CV_32F, objects bright) under a disc
+/// of radius @p radius: an opening, smoothed, at the image's size (CV_32F).
 cv::Mat Background(const cv::Mat& grey, double radius);
 
 /**
