@@ -214,6 +214,11 @@ struct Options
         "Measure every object in every colour plane of a colour image too (columns such as "
         "mean_gray_c1 for red, c2 green, c3 blue): on (default) or off.",
         "on|off"};
+    QCommandLineOption stain{"stain",
+                             "With --mode dark or bright: threshold the optical density of a "
+                             "stain (colour deconvolution) instead of the grey image; objects "
+                             "are where the stain is dense.",
+                             "hematoxylin|eosin|dab|R,G,B"};
     Options() { worker.setFlags(QCommandLineOption::HiddenFromHelp); }
 };
 
@@ -241,7 +246,8 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.objects,      &o.sqlite,
                                        &o.resume,       &o.worker,
                                        &o.preparation,  &o.measureChannels,
-                                       &o.help,         &o.version})
+                                       &o.stain,        &o.help,
+                                       &o.version})
         parser.addOption(*option);
 }
 
@@ -385,6 +391,8 @@ CommandLine Parse(const QStringList& arguments)
         s.measureChannels =
             countsettings::Choice("--measure-channels", Single(parser, "measure-channels"),
                                   {"off", "on"}) == 1;
+    if (parser.isSet(o.stain))
+        s.stain = Single(parser, "stain");
     if (parser.isSet(o.noDefaultFilters))
         s.defaultFilters = false;
     if (parser.isSet(o.filter)) {

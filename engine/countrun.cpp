@@ -3,10 +3,14 @@
 #include "catalogue.h"
 #include "separationworker.h"
 #include "specks.h"
+#include "stains.h"
+
+#include "autocount/alg/alg.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <optional>
 
 namespace countrun {
 
@@ -95,17 +99,28 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     steps.smooth = settings.Prepares(PrepStep::Smooth);
     steps.background = settings.Prepares(PrepStep::Background);
     steps.threshold = settings.Prepares(PrepStep::Threshold);
-    if (settings.mode != SegmentMode::Manual &&
-        (steps.smooth || steps.background || steps.threshold)) {
+    const std::optional<stains::Vector> stain =
+        settings.stain.isEmpty() ? std::nullopt : stains::Parse(settings.stain);
+    const bool prepares = steps.smooth || steps.background || steps.threshold;
+    if (settings.mode != SegmentMode::Manual && (prepares || stain)) {
         core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
                            cv::Mat& binary) {
-            const bool bright = settings.mode == SegmentMode::Bright;
+            // A stain's density is high on the objects: bright objects.
+            const bool bright = stain || settings.mode == SegmentMode::Bright;
             cv::Mat grey;
-            result.preparation = preparation::Segment(countcore::GreyImage(image, grey), bright,
-                                                      regionMask, steps, binary);
+            const cv::Mat plane =
+                stain ? stains::DensityPlane(image, *stain) : countcore::GreyImage(image, grey);
+            if (prepares)
+                result.preparation = preparation::Segment(plane, bright, regionMask, steps, binary);
             if (!result.preparation.ran) {
-                countcore::Segment(image, regionMask, request.segmentMode, request.channel,
-                                   thresholds, grey, binary);
+                if (!stain) {
+                    countcore::Segment(image, regionMask, request.segmentMode, request.channel,
+                                       thresholds, grey, binary);
+                    return;
+                }
+                binary.setTo(0);
+                AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
+                thresholds.high = 255;
                 return;
             }
             const int level =

@@ -1,5 +1,7 @@
 #include "settings.h"
 
+#include "stains.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -16,7 +18,8 @@ bool CountSettings::operator==(const CountSettings& o) const
            fillHoles == o.fillHoles && cut == o.cut && sensitivity == o.sensitivity &&
            speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
-           unit == o.unit && preparation == o.preparation && measureChannels == o.measureChannels;
+           unit == o.unit && preparation == o.preparation && measureChannels == o.measureChannels &&
+           stain == o.stain;
 }
 
 namespace countsettings {
@@ -233,6 +236,11 @@ void Validate(const CountSettings& s)
     if (!(s.sensitivity > 0) || !std::isfinite(s.sensitivity) || s.sensitivity > 100)
         throw UsageError(QStringLiteral("--sensitivity"),
                          QStringLiteral("must be a number above 0 and at most 100"));
+    if (!s.stain.isEmpty() && !stains::Parse(s.stain))
+        throw UsageError(QStringLiteral("--stain"),
+                         QStringLiteral("'%1' is not hematoxylin, eosin, dab or three numbers "
+                                        "R,G,B")
+                             .arg(s.stain));
     if (!(s.speckFloor >= 0) || s.speckFloor > 1)
         throw UsageError(QStringLiteral("--speck-floor"), QStringLiteral("must be 0 to 1"));
     // Beyond these, areas overflow to infinity or vanish to zero, and every
@@ -293,6 +301,7 @@ QJsonObject ToJson(const CountSettings& s)
         {"unit", s.unit},
         {"preparation", QJsonArray::fromStringList(preparation)},
         {"measureChannels", s.measureChannels},
+        {"stain", s.stain},
     };
 }
 
@@ -375,6 +384,8 @@ CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const
                                 : ParsePreparation(option, words.join(QLatin1Char(',')));
         } else if (key == QLatin1String("measureChannels")) {
             s.measureChannels = Boolean(v, key, option);
+        } else if (key == QLatin1String("stain")) {
+            s.stain = String(v, key, option);
         } else if (key == QLatin1String("unit")) {
             s.unit = String(v, key, option);
         } else if (!informational.contains(key)) {

@@ -120,11 +120,15 @@ struct CountSettings
     double scale = 1.0; ///< units per pixel
     QString unit = QStringLiteral("px");
     // The engine's own steps beside the module's (keys "preparation",
-    // "measureChannels"). Preparation: the steps that run before and after
+    // "measureChannels", "stain"). Preparation: the steps that run before and after
     // the automatic threshold; empty gives the module's own segmentation.
     QList<PrepStep> preparation = AllPrepSteps();
     /// Intensities of every object in every plane of a multi-channel image.
     bool measureChannels = true;
+    /// With the automatic modes: threshold this stain's optical density
+    /// (stains.h: "hematoxylin", "eosin", "dab" or "R,G,B") instead of the
+    /// grey image, objects being where the stain is dense; empty: grey.
+    QString stain;
 
     bool Prepares(PrepStep step) const { return preparation.contains(step); }
     bool operator==(const CountSettings& o) const;
