@@ -551,6 +551,10 @@ CountSettings CountingSession::Settings() const
         break;
     }
     s.channel = static_cast<Channel>(AutoCountManager::histogramChannel);
+    // The studio segments with the module's own threshold and measures the
+    // grey image only: the command-line tool is to do the same.
+    s.preparation.clear();
+    s.measureChannels = false;
     s.low = AutoCountManager::lowThresh;
     s.high = AutoCountManager::highThresh;
     s.cut = Separation::None;

@@ -262,6 +262,23 @@ struct Options
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
     QCommandLineOption version{QStringList{"V", "version"}, "Show the version."};
 
+    // The engine's preparation and the other channels' measurements.
+    QCommandLineOption preparation{
+        "preparation",
+        "Steps before and after the automatic threshold: on (default: smooth, background, "
+        "threshold, holes), off (the module's own Otsu threshold), or a list of steps, e.g. "
+        "smooth,holes.",
+        "on|off|STEPS"};
+    QCommandLineOption measureChannels{
+        "measure-channels",
+        "Measure every object in every colour plane of a colour image too (columns such as "
+        "mean_gray_c1 for red, c2 green, c3 blue): on (default) or off.",
+        "on|off"};
+    QCommandLineOption stain{"stain",
+                             "With --mode dark or bright: threshold the optical density of a "
+                             "stain (colour deconvolution) instead of the grey image; objects "
+                             "are where the stain is dense.",
+                             "hematoxylin|eosin|dab|R,G,B"};
     Options() { worker.setFlags(QCommandLineOption::HiddenFromHelp); }
 };
 
@@ -290,7 +307,9 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.resume,       &o.worker,
                                        &o.quiet,        &o.verbose,
                                        &o.recursive,    &o.overview,
-                                       &o.help,         &o.version})
+                                       &o.preparation,  &o.measureChannels,
+                                       &o.stain,        &o.help,
+                                       &o.version})
         parser.addOption(*option);
     for (QCommandLineOption* option : {&o.page, &o.bits, &o.range, &o.maxPixels})
         parser.addOption(*option);
@@ -473,6 +492,15 @@ CommandLine Parse(const QStringList& arguments)
         s.sensitivity = Number("--sensitivity", Single(parser, "sensitivity"));
     if (parser.isSet(o.speckFloor))
         s.speckFloor = Number("--speck-floor", Single(parser, "speck-floor"));
+    if (parser.isSet(o.preparation))
+        s.preparation =
+            countsettings::ParsePreparation("--preparation", Single(parser, "preparation"));
+    if (parser.isSet(o.measureChannels))
+        s.measureChannels =
+            countsettings::Choice("--measure-channels", Single(parser, "measure-channels"),
+                                  {"off", "on"}) == 1;
+    if (parser.isSet(o.stain))
+        s.stain = Single(parser, "stain");
     if (parser.isSet(o.noDefaultFilters))
         s.defaultFilters = false;
     if (parser.isSet(o.filter)) {

@@ -3,8 +3,14 @@
 #include "catalogue.h"
 #include "separationworker.h"
 #include "specks.h"
+#include "stains.h"
 
+#include "autocount/alg/alg.h"
+
+#include <algorithm>
 #include <atomic>
+#include <cmath>
+#include <optional>
 
 namespace countrun {
 
@@ -58,6 +64,12 @@ countcore::Request MakeRequest(const CountSettings& s)
 
 CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks)
 {
+    return Count(image, settings, hooks, {});
+}
+
+CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks,
+                  const std::vector<channelmeasures::Plane>& planes)
+{
     CountResult result;
     result.scale = settings.scale;
     result.unit = settings.unit;
@@ -81,6 +93,49 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     countcore::Hooks core;
     core.cancelled = hooks.cancelled;
     core.progress = hooks.progress;
+    // The preparation replaces the automatic threshold (the manual band is
+    // the user's own); measurement stays on the image as it is.
+    preparation::Steps steps;
+    steps.smooth = settings.Prepares(PrepStep::Smooth);
+    steps.background = settings.Prepares(PrepStep::Background);
+    steps.threshold = settings.Prepares(PrepStep::Threshold);
+    const std::optional<stains::Vector> stain =
+        settings.stain.isEmpty() ? std::nullopt : stains::Parse(settings.stain);
+    const bool prepares = steps.smooth || steps.background || steps.threshold;
+    if (settings.mode != SegmentMode::Manual && (prepares || stain)) {
+        core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
+                           cv::Mat& binary) {
+            // A stain's density is high on the objects: bright objects.
+            const bool bright = stain || settings.mode == SegmentMode::Bright;
+            cv::Mat grey;
+            const cv::Mat plane =
+                stain ? stains::DensityPlane(image, *stain) : countcore::GreyImage(image, grey);
+            if (prepares)
+                result.preparation = preparation::Segment(plane, bright, regionMask, steps, binary);
+            if (!result.preparation.ran) {
+                if (!stain) {
+                    countcore::Segment(image, regionMask, request.segmentMode, request.channel,
+                                       thresholds, grey, binary);
+                    return;
+                }
+                binary.setTo(0);
+                AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
+                thresholds.high = 255;
+                return;
+            }
+            const int level =
+                std::clamp(static_cast<int>(std::lround(result.preparation.floor)), 0, 255);
+            thresholds =
+                bright ? countcore::Thresholds{level, 255} : countcore::Thresholds{0, 255 - level};
+        };
+    }
+    const bool fillHoles =
+        settings.mode != SegmentMode::Manual && settings.Prepares(PrepStep::Holes);
+    if (settings.cut == Separation::None && fillHoles)
+        core.separate = [](cv::Mat& binary) {
+            preparation::FillSingleObjectHoles(binary);
+            return true;
+        };
     if (settings.cut == Separation::Distance) {
         // The separation asks between objects whether to stop; the front
         // end's question is put to it there.
@@ -98,6 +153,8 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
                 return false;
             if (!out.empty())
                 binary = out;
+            if (fillHoles)
+                preparation::FillSingleObjectHoles(binary);
             return true;
         };
     }
@@ -112,6 +169,13 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
         };
     }
     result.core = countcore::Count(image, request, core);
+    if (settings.measureChannels && !result.core.cancelled) {
+        std::vector<channelmeasures::Plane> all = channelmeasures::ColourPlanes(image);
+        all.insert(all.end(), planes.begin(), planes.end());
+        if (!all.empty())
+            result.channels =
+                channelmeasures::Measure(result.core.validContours, all, image.size());
+    }
     for (int type : result.core.types)
         result.typeNames << countcore::DataTypeName(type, settings.unit);
     return result;
@@ -146,6 +210,8 @@ ImageResult Summarise(const QString& file, const CountResult& r)
         result.objects.push_back(
             objectdata::MakeRow(static_cast<int>(i) + 1, valid[i], contour, r.scale));
     }
+    result.channelKeys = r.channels.keys;
+    result.channelRows = r.channels.rows;
     for (int type = 0; type < countcore::kDataTypeCount; ++type) {
         TypeStatistics s;
         s.name = QString::fromLatin1(objectdata::MeasurementKey(type));

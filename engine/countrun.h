@@ -4,7 +4,9 @@
 // numeric result out. Nothing here touches the controller, a scene or the
 // process-wide calibration, so counts may run on several threads at once.
 
+#include "channelmeasures.h"
 #include "imageresult.h"
+#include "preparation.h"
 #include "settings.h"
 
 #include "autocount/core/countcore.h"
@@ -30,13 +32,15 @@ struct Hooks
 /// The result of one count, with what the writers need to picture it.
 struct CountResult
 {
-    cv::Mat image;          ///< the image counted (8-bit BGR)
-    countcore::Result core; ///< objects, contours, thresholds
-    ContourList regions;    ///< the regions counted in, in pixels (empty: whole image)
-    double scale = 1.0;     ///< units per pixel
-    QString unit;           ///< length unit of the calibration
-    QStringList typeNames;  ///< display names of core.types, with units
-    QString error;          ///< why the image could not be counted; empty on success
+    cv::Mat image;                   ///< the image counted (8-bit BGR)
+    countcore::Result core;          ///< objects, contours, thresholds
+    ContourList regions;             ///< the regions counted in, in pixels (empty: whole image)
+    double scale = 1.0;              ///< units per pixel
+    QString unit;                    ///< length unit of the calibration
+    QStringList typeNames;           ///< display names of core.types, with units
+    QString error;                   ///< why the image could not be counted; empty on success
+    preparation::Report preparation; ///< what the preparation found; ran false when off
+    channelmeasures::Table channels; ///< per valid object, in the other planes
 
     int Count() const { return static_cast<int>(core.validRecords.size()); }
 };
@@ -55,6 +59,12 @@ countcore::Request MakeRequest(const CountSettings& settings);
  */
 CountResult Count(const cv::Mat& image, const CountSettings& settings,
                   const Hooks& hooks = Hooks());
+/// As above; with settings.measureChannels every valid object is also
+/// measured in the colour planes of @p image (when they differ) and in
+/// @p planes (8- or 16-bit, the image's size, e.g. the other pages of a
+/// stack, named by the caller: "c2", ...).
+CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hooks& hooks,
+                  const std::vector<channelmeasures::Plane>& planes);
 
 /// The result as the tables, the summary and the JSON output carry it.
 ImageResult Summarise(const QString& file, const CountResult& result);

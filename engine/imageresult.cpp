@@ -91,6 +91,13 @@ QJsonObject ToJson(const ImageResult& r)
     for (const objectdata::Row& row : r.objects)
         objects.append(Joined(row.begin(), row.end()));
     json.insert("objects", objects);
+    if (!r.channelKeys.isEmpty()) {
+        QJsonArray rows;
+        for (const std::vector<double>& row : r.channelRows)
+            rows.append(Joined(row.begin(), row.end()));
+        json.insert("channelKeys", Strings(r.channelKeys));
+        json.insert("channelRows", rows);
+    }
     QJsonArray statistics;
     for (const TypeStatistics& s : r.statistics) {
         std::array<double, 6> values;
@@ -137,6 +144,13 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
             row[i] = i < static_cast<int>(values.size()) ? values[i].value_or(std::nan(""))
                                                          : std::nan("");
         r.objects.push_back(row);
+    }
+    r.channelKeys = ReadStrings(json.value("channelKeys"));
+    for (const QJsonValue& item : json.value("channelRows").toArray()) {
+        std::vector<double> row;
+        for (const std::optional<double>& v : Split(item.toString()))
+            row.push_back(v.value_or(std::nan("")));
+        r.channelRows.push_back(row);
     }
     for (const QJsonValue& item : json.value("statistics").toArray()) {
         const QJsonObject o = item.toObject();

@@ -47,6 +47,10 @@ struct ImageResult
     int highThreshold = 255;
     /// One row per valid object, numbered 1..count, keyed by objectdata::Keys().
     std::vector<objectdata::Row> objects;
+    /// Measurements of the objects in the image's other planes (see
+    /// channelmeasures.h): keys such as "mean_gray_c2", one row per object.
+    QStringList channelKeys;
+    std::vector<std::vector<double>> channelRows;
     /// One entry per data type, in data type order, named by its key.
     QList<TypeStatistics> statistics;
     QStringList outputs;      ///< files written for this image
@@ -64,6 +68,7 @@ struct ImageResult
     void DropDetail()
     {
         std::vector<objectdata::Row>().swap(objects);
+        std::vector<std::vector<double>>().swap(channelRows);
         statistics = QList<TypeStatistics>();
         thumbnail.clear();
     }

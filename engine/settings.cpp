@@ -1,11 +1,14 @@
 #include "settings.h"
 
+#include "stains.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 
 bool CountSettings::operator==(const CountSettings& o) const
@@ -15,7 +18,8 @@ bool CountSettings::operator==(const CountSettings& o) const
            fillHoles == o.fillHoles && cut == o.cut && sensitivity == o.sensitivity &&
            speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
-           unit == o.unit && input == o.input;
+           unit == o.unit && input == o.input && preparation == o.preparation &&
+           measureChannels == o.measureChannels && stain == o.stain;
 }
 
 namespace countsettings {
@@ -24,6 +28,7 @@ const QStringList kModes = {"dark", "bright", "manual"};
 const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturation", "intensity"};
 const QStringList kMorphology = {"dilate", "erode", "open", "close"};
 const QStringList kCuts = {"auto", "merge", "none", "distance"};
+const QStringList kPrepSteps = {"smooth", "background", "threshold", "holes"};
 
 namespace {
 
@@ -173,6 +178,29 @@ QString Name(Separation cut)
     return kCuts.value(static_cast<int>(cut));
 }
 
+QString Name(PrepStep step)
+{
+    return kPrepSteps.value(static_cast<int>(step));
+}
+
+QList<PrepStep> ParsePreparation(const QString& option, const QString& text)
+{
+    const QString t = text.trimmed().toLower();
+    QList<PrepStep> steps;
+    if (t == QLatin1String("off") || t == QLatin1String("none"))
+        return steps;
+    if (t == QLatin1String("on") || t == QLatin1String("all"))
+        return AllPrepSteps();
+    const QStringList words = t.split(QLatin1Char(','));
+    for (const QString& word : words) {
+        const auto step = static_cast<PrepStep>(Choice(option, word, kPrepSteps));
+        if (!steps.contains(step))
+            steps << step;
+    }
+    std::sort(steps.begin(), steps.end());
+    return steps;
+}
+
 SegmentMode ParseMode(const QString& option, const QString& text)
 {
     return static_cast<SegmentMode>(Choice(option, text, kModes));
@@ -208,6 +236,11 @@ void Validate(const CountSettings& s)
     if (!(s.sensitivity > 0) || !std::isfinite(s.sensitivity) || s.sensitivity > 100)
         throw UsageError(QStringLiteral("--sensitivity"),
                          QStringLiteral("must be a number above 0 and at most 100"));
+    if (!s.stain.isEmpty() && !stains::Parse(s.stain))
+        throw UsageError(QStringLiteral("--stain"),
+                         QStringLiteral("'%1' is not hematoxylin, eosin, dab or three numbers "
+                                        "R,G,B")
+                             .arg(s.stain));
     if (!(s.speckFloor >= 0) || s.speckFloor > 1)
         throw UsageError(QStringLiteral("--speck-floor"), QStringLiteral("must be 0 to 1"));
     // Beyond these, areas overflow to infinity or vanish to zero, and every
@@ -246,6 +279,9 @@ QJsonObject ToJson(const CountSettings& s)
     QStringList morphology;
     for (Morphology op : s.morphology)
         morphology << Name(op);
+    QStringList preparation;
+    for (PrepStep step : s.preparation)
+        preparation << Name(step);
     QJsonObject json{
         {"rectangles", rectangles},
         {"polygons", polygons},
@@ -263,6 +299,9 @@ QJsonObject ToJson(const CountSettings& s)
         {"filters", filters},
         {"scale", s.scale},
         {"unit", s.unit},
+        {"preparation", QJsonArray::fromStringList(preparation)},
+        {"measureChannels", s.measureChannels},
+        {"stain", s.stain},
     };
     // How images are read; only what differs from the defaults is written.
     const InputSettings& in = s.input;
@@ -416,6 +455,17 @@ CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
             }
         } else if (key == QLatin1String("scale")) {
             s.scale = Number(v, key, option);
+        } else if (key == QLatin1String("preparation")) {
+            QStringList words;
+            for (const QJsonValue& item : Array(v, key, option))
+                words << String(item, key, option);
+            s.preparation = words.isEmpty()
+                                ? QList<PrepStep>()
+                                : ParsePreparation(option, words.join(QLatin1Char(',')));
+        } else if (key == QLatin1String("measureChannels")) {
+            s.measureChannels = Boolean(v, key, option);
+        } else if (key == QLatin1String("stain")) {
+            s.stain = String(v, key, option);
         } else if (key == QLatin1String("unit")) {
             s.unit = String(v, key, option);
         } else if (key == QLatin1String("page")) {
@@ -477,7 +527,16 @@ CountSettings Load(const QString& path, const CountSettings& base, const QString
             QStringLiteral("%1: %2 at offset %3").arg(path, error.errorString()).arg(error.offset));
     if (!document.isObject())
         throw UsageError(option, QStringLiteral("%1: not a settings object").arg(path));
-    return FromJson(document.object(), base, QStringLiteral("%1 (%2)").arg(option, path));
+    CountSettings settings =
+        FromJson(document.object(), base, QStringLiteral("%1 (%2)").arg(option, path));
+    // A file the tool wrote (it names the tool's version) before the engine's
+    // preparation stage existed has no key for it: it keeps the meaning it
+    // had, the module's own segmentation. A file written by hand takes the
+    // defaults for what it leaves out.
+    const QJsonObject json = document.object();
+    if (json.contains(QLatin1String("autocount")) && !json.contains(QLatin1String("preparation")))
+        settings.preparation.clear();
+    return settings;
 }
 
 } // namespace countsettings

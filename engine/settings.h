@@ -102,6 +102,24 @@ struct InputSettings
     }
 };
 
+/// A step of the engine's preparation of the automatic threshold (see
+/// preparation.h), in the order they run.
+enum class PrepStep
+{
+    Smooth,     ///< Gaussian tied to the typical object size
+    Background, ///< subtraction of the uneven background (opening, both polarities)
+    Threshold,  ///< noise floor and a share of the local peak instead of one Otsu level
+    Holes,      ///< holes ringed by one object alone are filled after separation
+};
+
+/// Every preparation step, in order: the default.
+inline QList<PrepStep> AllPrepSteps()
+{
+    QList<PrepStep> steps;
+    steps << PrepStep::Smooth << PrepStep::Background << PrepStep::Threshold << PrepStep::Holes;
+    return steps;
+}
+
 struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
@@ -124,7 +142,18 @@ struct CountSettings
     double scale = 1.0; ///< units per pixel
     QString unit = QStringLiteral("px");
     InputSettings input;
+    // The engine's own steps beside the module's (keys "preparation",
+    // "measureChannels", "stain"). Preparation: the steps that run before and after
+    // the automatic threshold; empty gives the module's own segmentation.
+    QList<PrepStep> preparation = AllPrepSteps();
+    /// Intensities of every object in every plane of a multi-channel image.
+    bool measureChannels = true;
+    /// With the automatic modes: threshold this stain's optical density
+    /// (stains.h: "hematoxylin", "eosin", "dab" or "R,G,B") instead of the
+    /// grey image, objects being where the stain is dense; empty: grey.
+    QString stain;
 
+    bool Prepares(PrepStep step) const { return preparation.contains(step); }
     bool operator==(const CountSettings& o) const;
 };
 
@@ -142,12 +171,14 @@ extern const QStringList kModes;      ///< dark, bright, manual
 extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturation, intensity
 extern const QStringList kMorphology; ///< dilate, erode, open, close
 extern const QStringList kCuts;       ///< auto, merge, none, distance
+extern const QStringList kPrepSteps;  ///< smooth, background, threshold, holes
 
 /// The word of a choice.
 QString Name(SegmentMode mode);
 QString Name(Channel channel);
 QString Name(Morphology op);
 QString Name(Separation cut);
+QString Name(PrepStep step);
 
 /// Reads the word for a choice (case-insensitive); throws UsageError naming
 /// @p option with the words allowed.
@@ -155,6 +186,8 @@ SegmentMode ParseMode(const QString& option, const QString& text);
 Channel ParseChannel(const QString& option, const QString& text);
 Morphology ParseMorphology(const QString& option, const QString& text);
 Separation ParseSeparation(const QString& option, const QString& text);
+/// Reads "on" (every step), "off" (none) or a comma-separated list of steps.
+QList<PrepStep> ParsePreparation(const QString& option, const QString& text);
 
 /// Parses "x,y,w,h"; throws UsageError naming @p option.
 QRectF ParseRect(const QString& option, const QString& text);

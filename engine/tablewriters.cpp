@@ -68,9 +68,15 @@ QByteArray CsvUnitLine(const QString& unit)
 
 QByteArray TableCsv(const ImageResult& result)
 {
-    QByteArray csv = CsvUnitLine(result.unit) + CsvLine(KeyList());
-    for (const objectdata::Row& row : result.objects)
-        csv += RowFields(row) + '\n';
+    // The other planes' measurements follow the fixed keys.
+    QByteArray csv = CsvUnitLine(result.unit) + CsvLine(KeyList() + result.channelKeys);
+    for (size_t i = 0; i < result.objects.size(); ++i) {
+        csv += RowFields(result.objects[i]);
+        if (i < result.channelRows.size())
+            for (double value : result.channelRows[i])
+                csv += ',' + Field(value);
+        csv += '\n';
+    }
     return csv;
 }
 

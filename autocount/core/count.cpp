@@ -35,7 +35,11 @@ Result Count(const cv::Mat& source, const Request& request, const Hooks& hooks)
     const cv::Mat mask = RegionMask(size, request.regions.empty() ? whole : request.regions);
     cv::Mat grey;
     cv::Mat binary(size, CV_8UC1, cv::Scalar(0));
-    Segment(source, mask, request.segmentMode, request.channel, result.thresholds, grey, binary);
+    if (hooks.segment)
+        hooks.segment(mask, result.thresholds, binary);
+    else
+        Segment(source, mask, request.segmentMode, request.channel, result.thresholds, grey,
+                binary);
     for (int op : request.morphology)
         Refine(binary, op);
     if (request.fillHoles)

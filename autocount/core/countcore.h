@@ -212,6 +212,11 @@ struct Request
 /// Steps beyond the module's own plug in here; each may be empty.
 struct Hooks
 {
+    /// Segments in place of Segment when set: fills @p binary (zero-filled,
+    /// the source's size) with the objects inside @p regionMask and may set
+    /// @p thresholds to the bounds it used. Refinement, separation and
+    /// measurement follow as usual; measurement stays on the source image.
+    std::function<void(const cv::Mat& regionMask, Thresholds& thresholds, cv::Mat& binary)> segment;
     /// Separates touching objects in the binary image; returns false when
     /// the count is to stop (cancelled).
     std::function<bool(cv::Mat& binary)> separate;

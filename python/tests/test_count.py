@@ -138,7 +138,8 @@ def test_objects_and_settings(generated):
     assert set(result.settings) == {"mode", "channel", "low", "high", "morphology", "fillHoles",
                                     "cut", "sensitivity", "speckFloor", "keepBorder",
                                     "defaultFilters", "filters", "scale", "unit", "rectangles",
-                                    "polygons", "calibration"}
+                                    "polygons", "calibration", "preparation", "measureChannels",
+                                    "stain"}
 
 
 def test_snake_case_aliases(generated):

@@ -4,6 +4,7 @@
 
 #include "clirun.h"
 
+#include "fluorescence.h"
 #include "touchingcells.h"
 
 #include <cmath>
@@ -251,4 +252,23 @@ TEST_F(CliEndToEnd, TheDefaultCountSeparatesTouchingObjectsAsTheTruthHasThem)
     // The module's own cut leaves the dense field whole, and it is dropped at
     // the border.
     EXPECT_EQ(Count({"--cut", "auto", Path("scene.png")}), 0);
+}
+
+TEST_F(CliEndToEnd, FluorescenceNucleiAreCountedWithThePreparation)
+{
+    // Grainy nuclei of tenfold brightness on a background that triples.
+    fluorescence::SceneParams p;
+    p.size = cv::Size(1000, 750);
+    p.seed = 301;
+    const fluorescence::Scene scene = fluorescence::MakeScene(p);
+    const QString image = Write("nuclei.png", scene.image);
+    const int truth = static_cast<int>(scene.nuclei.size());
+    const int prepared = Count({"--mode", "bright", "--save-settings", "used.json", image});
+    EXPECT_LE(std::abs(prepared - truth), truth * 6 / 100) << prepared << " of " << truth;
+    const int module = Count({"--mode", "bright", "--preparation", "off", image});
+    EXPECT_LT(std::abs(prepared - truth), std::abs(module - truth));
+    const QByteArray settings = Read("used.json");
+    EXPECT_TRUE(settings.contains("\"preparation\"")) << settings.toStdString();
+    EXPECT_TRUE(settings.contains("\"threshold\""));
+    EXPECT_EQ(Run({"--preparation", "sharpen", image}).exitCode, 2);
 }

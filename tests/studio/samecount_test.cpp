@@ -29,13 +29,16 @@ TEST_F(StudioTest, StudioAndTheEngineCountTheSameFileAlike)
     const countrun::CountResult studio = countrun::FromController(*manager);
 
     // The engine, from the file, with the same choices: the module's own
-    // automatic cut and no speck floor.
+    // threshold (no preparation) and automatic cut, no speck floor, and no
+    // measurements in the colour planes (the controller has none).
     const InputImage input = ReadImage(imagePath);
     ASSERT_TRUE(input.ok()) << input.error.toStdString();
     CountSettings settings;
     settings.mode = SegmentMode::Bright;
     settings.cut = Separation::Auto;
     settings.speckFloor = 0;
+    settings.preparation.clear();
+    settings.measureChannels = false;
     settings.scale = studio.scale;
     settings.unit = studio.unit;
     const countrun::CountResult engine = countrun::Count(input.image, settings);

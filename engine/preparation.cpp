@@ -1,0 +1,342 @@
+#include "preparation.h"
+
+#include "specks.h"
+
+#include "autocount/alg/alg.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace preparation {
+
+namespace {
+
+// The first pass runs on an image of about this many pixels.
+constexpr double kFirstPassPixels = 1.0e6;
+// Reach of the microscope's own blur beyond an object's edge, in pixels, when
+// the background samples keep away from the first mask.
+constexpr double kEdgeReach = 2.0;
+// Robust standard deviation of a normal distribution per median absolute deviation.
+constexpr double kMadToSigma = 1.4826;
+// Background samples needed for the noise estimate; with fewer, every sample counts.
+constexpr size_t kMinSamples = 100;
+// Filling the holes of a first-pass component may widen it this much before
+// its holes count as gaps between objects.
+constexpr float kHoleWidening = 3.f;
+// Smoothing below this sigma is left out.
+constexpr double kMinSigma = 0.3;
+// The smallest noise assumed: a quarter grey level (8-bit quantisation).
+constexpr double kMinNoise = 0.25;
+
+// Fills the holes of @p mask (255 objects): background components, under
+// 4-connectivity, that do not reach the image border.
+void FillAllHoles(cv::Mat& mask)
+{
+    cv::Mat labels, stats, centroids;
+    const int count =
+        cv::connectedComponentsWithStats(mask == 0, labels, stats, centroids, 4, CV_32S);
+    std::vector<unsigned char> fill(static_cast<size_t>(count), 0);
+    for (int i = 1; i < count; ++i) {
+        const int x = stats.at<int>(i, cv::CC_STAT_LEFT), y = stats.at<int>(i, cv::CC_STAT_TOP);
+        const int w = stats.at<int>(i, cv::CC_STAT_WIDTH), h = stats.at<int>(i, cv::CC_STAT_HEIGHT);
+        fill[static_cast<size_t>(i)] =
+            x > 0 && y > 0 && x + w < mask.cols && y + h < mask.rows ? 255 : 0;
+    }
+    for (int y = 0; y < mask.rows; ++y) {
+        const int* l = labels.ptr<int>(y);
+        unsigned char* m = mask.ptr<unsigned char>(y);
+        for (int x = 0; x < mask.cols; ++x)
+            if (l[x] > 0 && fill[static_cast<size_t>(l[x])])
+                m[x] = 255;
+    }
+}
+
+double Percentile(std::vector<double> values, double share)
+{
+    if (values.empty())
+        return 0;
+    const size_t k = std::min(values.size() - 1, static_cast<size_t>(share * values.size()));
+    std::nth_element(values.begin(), values.begin() + static_cast<long>(k), values.end());
+    return values[k];
+}
+
+} // namespace
+
+void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,
+                  int& factor)
+{
+    typical = largest = 0;
+    const double pixels = static_cast<double>(grey.total());
+    factor = std::max(1, static_cast<int>(std::ceil(std::sqrt(pixels / kFirstPassPixels))));
+    cv::Mat small;
+    if (factor > 1)
+        cv::resize(grey, small,
+                   cv::Size(std::max(1, grey.cols / factor), std::max(1, grey.rows / factor)), 0, 0,
+                   cv::INTER_AREA);
+    else
+        small = grey.clone();
+    cv::GaussianBlur(small, small, cv::Size(0, 0), 1.0);
+    cv::threshold(small, firstMask, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+    const int on = cv::countNonZero(firstMask);
+    if (on == 0 || on == static_cast<int>(firstMask.total()))
+        return;
+    // Holes are filled, so that a nucleolus does not halve its nucleus's
+    // radius; but where filling makes a component three times wider than it
+    // was, the holes were gaps between objects (a dense field), and the open
+    // mask's radius stands.
+    const cv::Mat open = firstMask.clone();
+    FillAllHoles(firstMask);
+    cv::Mat filledDistance, openDistance, labels;
+    cv::distanceTransform(firstMask, filledDistance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::distanceTransform(open, openDistance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    const int count = cv::connectedComponents(firstMask, labels, 8, CV_32S);
+    // Three times the mean of the distance map over a component is the
+    // radius of a disc, and close to the radius of each of a row of touching
+    // discs; so a network of touching objects still gives their radius.
+    std::vector<double> filledSum(static_cast<size_t>(count), 0.0), openSum = filledSum,
+                                                                    area = filledSum;
+
+    for (int y = 0; y < labels.rows; ++y) {
+        const int* l = labels.ptr<int>(y);
+        const float* f = filledDistance.ptr<float>(y);
+        const float* o = openDistance.ptr<float>(y);
+        for (int x = 0; x < labels.cols; ++x)
+            if (l[x] > 0) {
+                const size_t i = static_cast<size_t>(l[x]);
+                filledSum[i] += f[x];
+                openSum[i] += o[x];
+                area[i] += 1;
+            }
+    }
+    std::vector<float> peak(static_cast<size_t>(count), 0.f);
+    for (size_t i = 1; i < peak.size(); ++i) {
+        const double filled = 3 * filledSum[i] / area[i];
+        const double opened = 3 * openSum[i] / area[i];
+        peak[i] = static_cast<float>(filled > kHoleWidening * opened ? opened : filled);
+    }
+    std::vector<double> radii;
+    for (int i = 1; i < count; ++i)
+        if (peak[static_cast<size_t>(i)] >= 1.f)
+            radii.push_back(static_cast<double>(peak[static_cast<size_t>(i)]) * factor);
+    typical = engine::TypicalArea(radii);
+    largest = Percentile(radii, 0.95);
+}
+
+cv::Mat Background(const cv::Mat& grey, double radius)
+{
+    const int factor = std::max(1, static_cast<int>(std::floor(radius / kMinDiscPixels)));
+    cv::Mat small;
+    if (factor > 1)
+        cv::resize(grey, small,
+                   cv::Size(std::max(1, grey.cols / factor), std::max(1, grey.rows / factor)), 0, 0,
+                   cv::INTER_AREA);
+    else
+        small = grey.clone();
+    small.convertTo(small, CV_32F);
+    const double r = radius / factor;
+    const int side = 2 * static_cast<int>(std::lround(r)) + 1;
+    const cv::Mat disc = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side));
+    cv::morphologyEx(small, small, cv::MORPH_OPEN, disc, cv::Point(-1, -1), 1,
+                     cv::BORDER_REPLICATE);
+    // The opening follows the disc's outline; smoothing over half the disc
+    // leaves the slow change of the illumination.
+    cv::GaussianBlur(small, small, cv::Size(0, 0), std::max(1.0, r / 2));
+    cv::Mat background;
+    if (factor > 1)
+        cv::resize(small, background, grey.size(), 0, 0, cv::INTER_LINEAR);
+    else
+        background = small;
+    return background;
+}
+
+Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, const Steps& steps,
+               cv::Mat& binary)
+{
+    Report report;
+    cv::Mat g;
+    if (bright)
+        g = grey;
+    else
+        cv::subtract(cv::Scalar(255), grey, g);
+
+    double typical = 0, largest = 0;
+    cv::Mat first;
+    int factor = 1;
+    EstimateSize(g, typical, largest, first, factor);
+    if (typical <= 0)
+        return report; // nothing stands out: the module's threshold decides
+    report.ran = true;
+    report.objectRadius = typical;
+    report.largestRadius = largest;
+
+    cv::Mat prepared;
+    if (steps.background) {
+        report.discRadius =
+            std::clamp(kDiscShare * largest, kMinDiscShare * typical, kMaxDiscShare * typical);
+        cv::subtract(g, Background(g, report.discRadius), prepared, cv::noArray(), CV_32F);
+    } else {
+        g.convertTo(prepared, CV_32F);
+    }
+    if (steps.smooth) {
+        // Texture: the spread of the object pixels (away from their edges)
+        // against their level above the background. Smooth objects need
+        // no smoothing; grainy ones up to kSmoothShare x R.
+        cv::Mat inner;
+        cv::erode(first, inner, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(5, 5)));
+        std::vector<double> inside, outside;
+        for (int y = 0; y < inner.rows; ++y) {
+            const int py = std::min(prepared.rows - 1, y * factor + factor / 2);
+            const float* p = prepared.ptr<float>(py);
+            const unsigned char* in = inner.ptr<unsigned char>(y);
+            const unsigned char* f = first.ptr<unsigned char>(y);
+            for (int x = 0; x < inner.cols; ++x) {
+                const int px = std::min(prepared.cols - 1, x * factor + factor / 2);
+                if (in[x])
+                    inside.push_back(p[px]);
+                else if (!f[x])
+                    outside.push_back(p[px]);
+            }
+        }
+        if (inside.size() >= kMinSamples && !outside.empty()) {
+            const double level = Percentile(inside, 0.5);
+            const double contrast = level - Percentile(outside, 0.5);
+            for (double& v : inside)
+                v = std::abs(v - level);
+            report.texture = contrast > 0 ? kMadToSigma * Percentile(inside, 0.5) / contrast : 0;
+        }
+        report.sigma = kSmoothShare * typical * std::min(1.0, report.texture / kTextureFull);
+        if (report.sigma >= kMinSigma)
+            cv::GaussianBlur(prepared, prepared, cv::Size(0, 0), report.sigma);
+        else
+            report.sigma = 0;
+    }
+
+    if (!steps.threshold) {
+        cv::Mat prepared8;
+        prepared.convertTo(prepared8, CV_8U);
+        int level = 0;
+        AlgAuto2Bw(prepared8, regionMask, ALG_BRIGHT_OBJECTS, binary, level);
+        report.floor = level;
+        return report;
+    }
+
+    // Background samples: the prepared image away from the first mask.
+    const double reach = (2 * report.sigma + kEdgeReach) / factor + 1;
+    const int side = 2 * static_cast<int>(std::ceil(reach)) + 1;
+    cv::Mat away;
+    cv::dilate(first, away, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side)));
+    std::vector<double> background, outside, all;
+    for (int y = 0; y < away.rows; ++y) {
+        const int py = std::min(prepared.rows - 1, y * factor + factor / 2);
+        const float* p = prepared.ptr<float>(py);
+        const unsigned char* r = regionMask.ptr<unsigned char>(py);
+        const unsigned char* a = away.ptr<unsigned char>(y);
+        for (int x = 0; x < away.cols; ++x) {
+            const int px = std::min(prepared.cols - 1, x * factor + factor / 2);
+            if (!r[px])
+                continue;
+            all.push_back(p[px]);
+            if (!a[x])
+                background.push_back(p[px]);
+            if (!first.ptr<unsigned char>(y)[x])
+                outside.push_back(p[px]);
+        }
+    }
+    // A dense field leaves no background far from every object: then the
+    // gaps themselves, and failing those the darkest quarter.
+    if (outside.size() < kMinSamples) {
+        std::sort(all.begin(), all.end());
+        outside.assign(all.begin(), all.begin() + static_cast<long>(all.size() / 4));
+    }
+    std::vector<double>& samples = background.size() >= kMinSamples ? background : outside;
+    const double level = Percentile(samples, 0.5);
+    for (double& v : samples)
+        v = std::abs(v - level);
+    report.backgroundLevel = level;
+    report.noise = std::max(kMinNoise, kMadToSigma * Percentile(samples, 0.5));
+    report.floor = level + kNoiseFactor * report.noise;
+
+    // Local peak within half the typical radius; a square is close enough
+    // and separable.
+    const int r = std::max(1, static_cast<int>(std::lround(typical * kPeakWindowShare)));
+    cv::Mat peak;
+    cv::dilate(prepared, peak,
+               cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * r + 1, 2 * r + 1)));
+    // One pass: above the floor, at or above the share of the local peak,
+    // inside the regions.
+    const float floorLevel = static_cast<float>(report.floor);
+    const float share = static_cast<float>(kPeakShare);
+    const float rest = static_cast<float>((1 - kPeakShare) * level);
+    for (int y = 0; y < prepared.rows; ++y) {
+        const float* p = prepared.ptr<float>(y);
+        const float* q = peak.ptr<float>(y);
+        const unsigned char* region = regionMask.ptr<unsigned char>(y);
+        unsigned char* b = binary.ptr<unsigned char>(y);
+        for (int x = 0; x < prepared.cols; ++x)
+            b[x] = region[x] && p[x] > floorLevel && p[x] >= share * q[x] + rest ? 255 : 0;
+    }
+    return report;
+}
+
+void FillSingleObjectHoles(cv::Mat& binary)
+{
+    cv::Mat holes, stats, centroids;
+    const int count =
+        cv::connectedComponentsWithStats(binary == 0, holes, stats, centroids, 4, CV_32S);
+    std::vector<int> inner;
+    for (int i = 1; i < count; ++i) {
+        const int x = stats.at<int>(i, cv::CC_STAT_LEFT), y = stats.at<int>(i, cv::CC_STAT_TOP);
+        const int w = stats.at<int>(i, cv::CC_STAT_WIDTH), h = stats.at<int>(i, cv::CC_STAT_HEIGHT);
+        if (x > 0 && y > 0 && x + w < binary.cols && y + h < binary.rows)
+            inner.push_back(i);
+    }
+    if (inner.empty())
+        return;
+    for (int i : inner) {
+        const cv::Rect box(stats.at<int>(i, cv::CC_STAT_LEFT), stats.at<int>(i, cv::CC_STAT_TOP),
+                           stats.at<int>(i, cv::CC_STAT_WIDTH),
+                           stats.at<int>(i, cv::CC_STAT_HEIGHT));
+        // The objects around the hole, labelled within its box grown by one
+        // pixel: the rim of a hole is a closed 8-connected curve in there, so
+        // a rim that is one object outside the box is one inside it too.
+        const cv::Rect grown(box.x - 1, box.y - 1, box.width + 2, box.height + 2);
+        cv::Mat pieces;
+        cv::connectedComponents(binary(grown), pieces, 8, CV_32S);
+        // The rim: object pixels among the 8-neighbours of the hole's pixels.
+        int rim = 0;
+        bool single = true;
+        for (int y = box.y; y < box.y + box.height && single; ++y) {
+            const int* h = holes.ptr<int>(y);
+            for (int x = box.x; x < box.x + box.width && single; ++x) {
+                if (h[x] != i)
+                    continue;
+                for (int dy = -1; dy <= 1 && single; ++dy) {
+                    const int* p = pieces.ptr<int>(y + dy - grown.y);
+                    for (int dx = -1; dx <= 1; ++dx) {
+                        const int q = p[x + dx - grown.x];
+                        if (q == 0)
+                            continue;
+                        if (rim == 0)
+                            rim = q;
+                        else if (q != rim)
+                            single = false;
+                    }
+                }
+            }
+        }
+        if (!single || rim == 0)
+            continue;
+        for (int y = box.y; y < box.y + box.height; ++y) {
+            const int* h = holes.ptr<int>(y);
+            unsigned char* b = binary.ptr<unsigned char>(y);
+            for (int x = box.x; x < box.x + box.width; ++x)
+                if (h[x] == i)
+                    b[x] = 255;
+        }
+    }
+}
+
+} // namespace preparation
