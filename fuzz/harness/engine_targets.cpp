@@ -48,7 +48,9 @@ CountSettings AnySettings(FuzzInput& in, cv::Size size)
 void FuzzEngineCount(FuzzInput& in)
 {
     const int type = in.Bool() ? CV_8UC3 : AnyType(in);
-    const cv::Mat image = AnyImage(in, type, in.Bool() ? Pixels::Blobs : Pixels::Raw);
+    // Blobs are drawn in 8 bits only; other depths get raw pixels.
+    const bool blobs = in.Bool() && CV_MAT_DEPTH(type) == CV_8U;
+    const cv::Mat image = AnyImage(in, type, blobs ? Pixels::Blobs : Pixels::Raw);
     const CountSettings settings = AnySettings(in, image.size());
     const countrun::CountResult result = countrun::Count(image, settings);
     if (!result.error.isEmpty()) {
