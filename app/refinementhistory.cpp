@@ -1,5 +1,7 @@
 #include "refinementhistory.h"
 
+#include "maskchange.h"
+
 #include "autocount/autocountmanager.h"
 #include "host/displaycanvas.h"
 
@@ -9,7 +11,6 @@
 #include <algorithm>
 
 #include <opencv2/core.hpp>
-#include <opencv2/imgcodecs.hpp>
 
 namespace {
 
@@ -53,13 +54,7 @@ RefinementOperation RefinementOperation::Change(Kind kind, const cv::Mat& before
 {
     RefinementOperation operation;
     operation.kind = kind;
-    if (before.empty() || after.empty() || before.size() != after.size() ||
-        before.type() != after.type())
-        return operation;
-    cv::Mat difference;
-    cv::bitwise_xor(before, after, difference);
-    // Lossless and small: the changed pixels are few and lie on thin lines.
-    cv::imencode(".png", difference, operation.change, {cv::IMWRITE_PNG_COMPRESSION, 9});
+    operation.change = maskchange::Pack(before, after);
     return operation;
 }
 
@@ -145,15 +140,10 @@ void RefinementHistory::Apply(AutoCountManager* manager, const RefinementOperati
     case RefinementOperation::DISTANCE_CUT:
     case RefinementOperation::MANUAL_CUT:
     case RefinementOperation::MERGE: {
-        if (operation.change.empty())
-            break;
-        const cv::Mat difference = cv::imdecode(operation.change, cv::IMREAD_UNCHANGED);
-        const cv::Mat& binary = manager->GetBinaryImage();
-        if (difference.size() != binary.size() || difference.type() != binary.type())
-            break;
         // A new buffer: later operations work in place on the binary image.
-        cv::Mat out;
-        cv::bitwise_xor(binary, difference, out);
+        const cv::Mat out = maskchange::Apply(manager->GetBinaryImage(), operation.change);
+        if (out.empty())
+            break;
         manager->SetBinaryImage(out);
         break;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 
@@ -31,7 +32,7 @@ struct RefinementOperation
     /// PNG of the difference mask (255 where before and after differ). The
     /// history keeps a few bytes per cut instead of a whole mask and never
     /// runs a cut itself.
-    std::vector<uchar> change;
+    QByteArray change;
 
     /// An operation of @p kind that turned @p before into @p after.
     static RefinementOperation Change(Kind kind, const cv::Mat& before, const cv::Mat& after);

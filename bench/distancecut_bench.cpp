@@ -11,7 +11,7 @@
 // one huge object.
 
 #include "autocount/alg/alg.h"
-#include "engine/specks.h"
+#include "engine/sizefloor.h"
 #include "ratioreporter.h"
 #include "touchingcells.h"
 

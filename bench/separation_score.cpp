@@ -8,7 +8,7 @@
 // Prints one line per image and method, then the worst figures per method.
 
 #include "autocount/alg/alg.h"
-#include "engine/specks.h"
+#include "engine/sizefloor.h"
 #include "touchingcells.h"
 
 #include <opencv2/imgproc.hpp>

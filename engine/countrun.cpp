@@ -2,7 +2,7 @@
 
 #include "catalogue.h"
 #include "separationworker.h"
-#include "specks.h"
+#include "sizefloor.h"
 #include "stains.h"
 
 #include "autocount/alg/alg.h"

@@ -1,6 +1,6 @@
 #include "preparation.h"
 
-#include "specks.h"
+#include "sizefloor.h"
 
 #include "autocount/alg/alg.h"
 

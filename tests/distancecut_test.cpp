@@ -2,7 +2,7 @@
 // counts, its input checks and cancellation, and the speck floor.
 
 #include "autocount/alg/alg.h"
-#include "engine/specks.h"
+#include "engine/sizefloor.h"
 #include "touchingcells.h"
 
 #include "support/testimages.h"

@@ -1,4 +1,4 @@
-#include "engine/specks.h"
+#include "engine/sizefloor.h"
 
 #include <algorithm>
 #include <cmath>
