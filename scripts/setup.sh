@@ -12,7 +12,7 @@ packages=(
     python3 python3-openpyxl python3-jsonschema python3-pytest
     pybind11-dev python3-dev python3-numpy python3-pandas python3-dask python3-distributed
     libsqlite3-dev sqlite3
-    xvfb xauth help2man bash-completion chromium
+    xvfb xauth help2man lintian bash-completion chromium
     clang libclang-rt-14-dev
 )
 

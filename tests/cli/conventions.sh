@@ -20,7 +20,7 @@ check "-V prints the version" bash -c "'$program' -V | grep -qE '^autocount [0-9
 
 # The manual page lists the options.
 if [ -f "$manpage" ]; then
-    check "the manual page names --jobs" grep -q -- 'jobs' "$manpage"
+    check "the manual page names --jobs" zgrep -q -- 'jobs' "$manpage"
 fi
 
 # Completion offers the options the program has.

@@ -47,6 +47,17 @@ if(NOT EXISTS ${deb})
     message(FATAL_ERROR "cpack made no ${deb}")
 endif()
 
+# Debian's own checks, where lintian is installed: no errors or warnings
+# beyond the ones the package overrides with its reasons.
+find_program(LINTIAN lintian)
+if(LINTIAN)
+    execute_process(COMMAND ${LINTIAN} --fail-on error,warning ${deb}
+                    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+    if(NOT result EQUAL 0 OR out MATCHES "(^|\n)[EW]: ")
+        message(FATAL_ERROR "lintian finds faults in the package:\n${out}${err}")
+    endif()
+endif()
+
 # The package holds the libraries, both programs with the studio's desktop
 # entry and icon, the headers, the CMake and pkg-config files and the sample.
 run(dpkg-deb -c ${deb})
@@ -58,7 +69,9 @@ foreach(path usr/bin/autocount usr/bin/autocount-studio
              usr/include/autocount/autocountmanager.h usr/include/host/displaycanvas.h
              usr/${LIBDIR}/cmake/AutoCount/AutoCountConfig.cmake
              usr/${LIBDIR}/pkgconfig/autocount.pc
-             usr/share/autocount/samples/cells.png)
+             usr/share/autocount/samples/cells.png
+             usr/share/man/man1/autocount.1.gz usr/share/man/man1/autocount-studio.1.gz
+             usr/share/doc/autocount/copyright usr/share/doc/autocount/changelog.gz)
     string(FIND "${listing}" " ./${path}" at)
     if(at EQUAL -1)
         message(FATAL_ERROR "the package lacks /${path}:\n${listing}")
