@@ -89,15 +89,18 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
         results << result;
     };
 
-    // Each job takes the next item as soon as it is free; while it counts
-    // that one, the files of its previous image are written on a thread of
-    // their own (a queue of one), so that pictures and reports cost little
-    // more than the counting. This thread hands the results on in order.
+    // Each job takes the next item as soon as it is free. With several jobs,
+    // while one counts an image, the files of its previous image are written
+    // on a thread of their own (a queue of one), so that waiting for the disk
+    // costs nothing. One job is one core: it writes, then counts the next.
+    // This thread hands the results on in order.
     auto publish = [&](int i, ImageResult result) {
         std::lock_guard<std::mutex> lock(mutex);
         done[i] = std::move(result);
         finished.notify_one();
     };
+    const int jobs = std::max(1, std::min(jobs_, count));
+    const bool overlap = jobs_ > 1;
     auto work = [&] {
         std::future<ImageResult> writing;
         int written = -1;
@@ -106,20 +109,25 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
             if (writing.valid())
                 publish(written, writing.get());
             written = i;
-            writing =
-                std::async(std::launch::async, [&items, i, image = std::move(image)]() mutable {
-                    const auto start = std::chrono::steady_clock::now();
-                    ImageResult result = job::Write(std::move(image), items[i].outputs);
-                    result.writeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
-                                         std::chrono::steady_clock::now() - start)
-                                         .count();
-                    return result;
-                });
+            auto write = [&items, i, image = std::move(image)]() mutable {
+                const auto start = std::chrono::steady_clock::now();
+                ImageResult result = job::Write(std::move(image), items[i].outputs);
+                result.writeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     std::chrono::steady_clock::now() - start)
+                                     .count();
+                return result;
+            };
+            if (overlap)
+                writing = std::async(std::launch::async, std::move(write));
+            else
+                publish(i, write());
         }
         if (writing.valid())
             publish(written, writing.get());
     };
-    const int jobs = std::max(1, std::min(jobs_, count));
+    // The images are the unit of parallel work: N jobs are N cores, shared
+    // among the images counted at a time (all of them for a single image).
+    job::SetThreadsPerCount(std::max(1, jobs_ / jobs));
     std::vector<std::thread> threads;
     for (int t = 0; t < jobs; ++t)
         threads.emplace_back(work);

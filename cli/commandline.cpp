@@ -212,7 +212,8 @@ struct Options
                                     "Write the settings in force to a JSON file; "
                                     "without images, nothing is counted.",
                                     "FILE"};
-    QCommandLineOption jobs{"jobs", "Count N images at a time (default 1).", "N"};
+    QCommandLineOption jobs{"jobs", "Count N images at a time, on N cores (default: one per core).",
+                            "N"};
     QCommandLineOption isolate{"isolate",
                                "Count each image in a worker process, so that an image that "
                                "crashes the decoder costs only itself (with --jobs N, N "

@@ -15,7 +15,7 @@ struct CommandLine
     QStringList inputs; ///< images and folders as given
     OutputRequest outputs;
     bool json = false;
-    int jobs = 1;
+    int jobs = 0; ///< 0: one per core
     QPair<int, int> shard{1, 1};
     bool isolate = false;   ///< count in worker processes
     int timeLimit = 600;    ///< seconds per image; 0: none

@@ -111,6 +111,8 @@ int Run(CommandLine c)
     interruption::Install();
     // More jobs than cores only adds memory: each holds a whole image.
     const int cores = std::max(1, QThread::idealThreadCount());
+    if (c.jobs == 0)
+        c.jobs = cores;
     if (c.jobs > cores) {
         PrintError(QStringLiteral("--jobs %1 is more than the %2 cores here; counting %2 at a time")
                        .arg(c.jobs)

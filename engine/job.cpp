@@ -4,6 +4,8 @@
 #include "filenames.h"
 #include "imageinput.h"
 
+#include <opencv2/core/utility.hpp>
+
 #include <new>
 
 namespace job {
@@ -120,6 +122,11 @@ ImageResult Run(const QString& file, const CountSettings& settings, const ImageO
                 const countrun::Hooks& hooks)
 {
     return Write(Count(file, settings, hooks), outputs);
+}
+
+void SetThreadsPerCount(int threads)
+{
+    cv::setNumThreads(threads);
 }
 
 } // namespace job

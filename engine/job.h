@@ -34,4 +34,8 @@ Counted Count(const QString& file, const CountSettings& settings,
 /// Writes @p outputs of @p image and returns its result: the second half.
 ImageResult Write(Counted image, const ImageOutputs& outputs);
 
+/// How many threads the image library may use inside one count. A batch that
+/// runs one image per core sets 1, so that N images at a time use N cores.
+void SetThreadsPerCount(int threads);
+
 } // namespace job
