@@ -1,10 +1,12 @@
 #include "mainwindow.h"
 
+#include "appearancedefaults.h"
 #include "calibration.h"
 #include "calibrationdialog.h"
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
+#include "filterpreview.h"
 #include "folderrun.h"
 #include "imagecanvas.h"
 #include "imageview.h"
@@ -67,6 +69,7 @@ MainWindow::MainWindow(QWidget* parent)
     canvas_ = new ImageCanvas(scene_, this);
     session_ = new CountingSession(view_, canvas_, this);
     view_->SetMouseTarget(session_);
+    new AppearanceDefaults(session_, this);
 
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
@@ -594,6 +597,9 @@ void MainWindow::ShowFilterDialog()
 {
     FilterDialog dialog(session_->Manager(), this);
     dialog.SetRanges(FilterDialog::CurrentRanges());
+    if (session_->Step() == AutoCountManager::STEP_RESULTS)
+        dialog.SetObjects(
+            filterpreview::Candidates(*session_->Manager(), session_->DeletedOutlines()));
     if (dialog.exec() != QDialog::Accepted)
         return;
     FilterDialog::Apply(session_->Manager(), dialog.Ranges());

@@ -34,6 +34,8 @@ void StudioTest::SetUp()
     ASSERT_TRUE(cv::imwrite(imagePath.toStdString(), discimage::Make()));
 
     window = std::make_unique<MainWindow>();
+    // The filter ranges are the module's, shared by every window: from the defaults.
+    Session()->Manager()->SetDefaultDataRange();
     window->resize(1200, 800);
     window->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
