@@ -16,6 +16,7 @@
 #include "resultspanel.h"
 #include "steppanel.h"
 #include "targetappearancedialog.h"
+#include "windowplacement.h"
 
 #include "imageinput.h"
 
@@ -68,8 +69,8 @@ MainWindow::MainWindow(QWidget* parent)
     setCentralWidget(view_);
     canvas_ = new ImageCanvas(scene_, this);
     session_ = new CountingSession(view_, canvas_, this);
-    view_->SetMouseTarget(session_);
     new AppearanceDefaults(session_, this);
+    view_->SetMouseTarget(session_);
 
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
@@ -132,13 +133,11 @@ MainWindow::MainWindow(QWidget* parent)
     QSettings settings;
     if (!restoreGeometry(settings.value("window/geometry").toByteArray()))
         resize(1280, 800);
+    windowplacement::ClampToScreen(this);
     // The image gets the room: the panel starts at its narrowest width.
     resizeDocks({dock_}, {kPanelMinimumWidth}, Qt::Horizontal);
     restoreState(settings.value("window/state").toByteArray());
 
-    // Tests and scripted runs may leave the camera alone.
-    if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_NO_CAMERA"))
-        camera_->Probe();
     UpdateState();
 }
 
@@ -172,7 +171,8 @@ void MainWindow::CreateActions()
     openAction_ = make(tr("&Open…"), QKeySequence::Open, tr("Open an image"));
     captureAction_ = make(tr("&Capture from Camera"), QKeySequence(tr("Ctrl+Shift+C")),
                           tr("Take a picture with the camera"));
-    captureAction_->setEnabled(false);
+    // The camera is opened only when a picture is asked for: looking for it
+    // at start makes the video back ends print warnings on machines without one.
     exportReportAction_ = make(tr("Export &Report…"), QKeySequence(tr("Ctrl+E")),
                                tr("Save the counting report as a spreadsheet"));
     exportImageAction_ = make(tr("Export &Image…"), QKeySequence(tr("Ctrl+Shift+E")),

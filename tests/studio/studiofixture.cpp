@@ -18,9 +18,8 @@
 
 void StudioTest::SetUp()
 {
-    // No message boxes to wait for, no camera to look for.
+    // No message boxes to wait for.
     qputenv("AUTOCOUNT_STUDIO_QUIET", "1");
-    qputenv("AUTOCOUNT_STUDIO_NO_CAMERA", "1");
     QStandardPaths::setTestModeEnabled(true);
     QApplication::setOrganizationName("AutoCount Tests");
     QApplication::setApplicationName("studio_test");
