@@ -210,4 +210,15 @@ TEST_F(ResultsViewTest, OutlinesAndLabelsAreLegibleOnThePicture)
         << property.fontColor.name().toStdString();
     const QGraphicsPolygonItem* target = Session()->Manager()->GetTargetItems().first();
     EXPECT_EQ(target->pen().color(), property.targetColor) << "the module draws with them";
+
+    // The appearance dialog's Reset, OK: the same legible defaults.
+    dialogs::OnNext([](QDialog* dialog) {
+        dialogs::ClickButton(dialog, QDialogButtonBox::Reset);
+        dialogs::ClickButton(dialog, QDialogButtonBox::Ok);
+    });
+    ClickButton("appearanceButton");
+    const TARGET_DRAW_PROPERTY reset = Session()->Manager()->GetTargetDrawProperty();
+    EXPECT_GE(Contrast(reset.targetColor, kBackground), 3.0)
+        << reset.targetColor.name().toStdString();
+    EXPECT_GE(Contrast(reset.fontColor, kBackground), 3.0) << reset.fontColor.name().toStdString();
 }
