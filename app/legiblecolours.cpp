@@ -1,11 +1,8 @@
 #include "legiblecolours.h"
 
-#include <opencv2/imgproc.hpp>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <vector>
 
 namespace legiblecolours {
 
@@ -23,16 +20,10 @@ double Luminance(const QColor& colour)
            0.0722 * Linear(colour.blue());
 }
 
-/// The median of one 8-bit channel, from its histogram.
-int ChannelMedian(const cv::Mat& channel)
+/// The level below which half of @p counts (a histogram of @p total) lies.
+int Median(const std::array<size_t, 256>& counts, size_t total)
 {
-    std::array<size_t, 256> counts{};
-    for (int y = 0; y < channel.rows; ++y) {
-        const uchar* row = channel.ptr<uchar>(y);
-        for (int x = 0; x < channel.cols; ++x)
-            ++counts[row[x]];
-    }
-    const size_t half = (channel.total() + 1) / 2;
+    const size_t half = (total + 1) / 2;
     size_t seen = 0;
     for (int level = 0; level < 256; ++level) {
         seen += counts[static_cast<size_t>(level)];
@@ -53,15 +44,29 @@ double Ratio(const QColor& a, const QColor& b)
 
 QColor MedianColour(const cv::Mat& image)
 {
-    if (image.empty() || image.depth() != CV_8U)
+    const int channels = image.channels();
+    if (image.empty() || image.depth() != CV_8U || (channels != 1 && channels != 3))
         return QColor(Qt::black);
-    if (image.channels() == 1) {
-        const int grey = ChannelMedian(image);
+    // About a million pixels on a regular grid are plenty for a median: a
+    // 20-megapixel picture is not read whole.
+    const double pixels = static_cast<double>(image.total());
+    const int step = std::max(1, static_cast<int>(std::sqrt(pixels / 1.0e6)));
+    std::array<std::array<size_t, 256>, 3> counts{};
+    size_t total = 0;
+    for (int y = 0; y < image.rows; y += step) {
+        const uchar* row = image.ptr<uchar>(y);
+        for (int x = 0; x < image.cols; x += step) {
+            const uchar* pixel = row + static_cast<size_t>(x) * static_cast<size_t>(channels);
+            for (int c = 0; c < channels; ++c)
+                ++counts[static_cast<size_t>(c)][pixel[c]];
+            ++total;
+        }
+    }
+    if (channels == 1) {
+        const int grey = Median(counts[0], total);
         return QColor(grey, grey, grey);
     }
-    std::vector<cv::Mat> planes;
-    cv::split(image, planes);
-    return QColor(ChannelMedian(planes[2]), ChannelMedian(planes[1]), ChannelMedian(planes[0]));
+    return QColor(Median(counts[2], total), Median(counts[1], total), Median(counts[0], total));
 }
 
 QColor Legible(const QColor& preferred, const QColor& background, const QList<QColor>& taken)

@@ -18,7 +18,8 @@ constexpr double kMinimumRatio = 3.0;
 /// Contrast ratio of @p a and @p b, 1 (same luminance) to 21 (black on white).
 double Ratio(const QColor& a, const QColor& b);
 
-/// The per-channel median of an 8-bit BGR (or grey) picture.
+/// The per-channel median of an 8-bit BGR (or grey) picture; pictures of
+/// more than about a million pixels are sampled on a regular grid.
 QColor MedianColour(const cv::Mat& image);
 
 /**

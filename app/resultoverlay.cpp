@@ -13,6 +13,7 @@
 #include <QPen>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
@@ -45,7 +46,7 @@ ResultOverlay::ResultOverlay(CountingSession* session, QObject* parent)
         scene->addItem(selection_);
     }
     connect(session_, &CountingSession::resultsChanged, this, &ResultOverlay::Update);
-    connect(session_, &CountingSession::objectHighlighted, this, &ResultOverlay::Update);
+    connect(session_, &CountingSession::objectHighlighted, this, &ResultOverlay::UpdateSelection);
     connect(session_, &CountingSession::stepChanged, this, &ResultOverlay::Update);
     // The picture's median colour is worked out again for the next picture.
     if (ImageCanvas* canvas = session_->Canvas())
@@ -60,23 +61,30 @@ void ResultOverlay::SetSeeThroughSelection(bool on)
 
 void ResultOverlay::Update()
 {
+    UpdateLeftOut();
+    UpdateSelection();
+}
+
+void ResultOverlay::UpdateLeftOut()
+{
     AutoCountManager* manager = session_->Manager();
-    const bool results = session_->Step() == AutoCountManager::STEP_RESULTS;
-    if (!results) {
+    if (session_->Step() != AutoCountManager::STEP_RESULTS) {
         excluded_->setVisible(false);
-        selection_->setVisible(false);
         return;
     }
-    const TARGET_DRAW_PROPERTY property = manager->GetTargetDrawProperty();
-    if (!background_.isValid() && session_->Canvas())
-        background_ = legiblecolours::MedianColour(session_->Canvas()->GetImage());
-
-    // Left out: every object measured that is not among the valid ones.
+    // Left out: every object measured that is not among the valid ones. The
+    // valid objects are the measured ones less some, in the same order.
     const ContourList& valid = manager->GetValidContours();
     QPainterPath left;
-    for (const Contour& contour : manager->GetAllContours())
-        if (std::find(valid.begin(), valid.end(), contour) == valid.end())
-            AddOutline(left, contour);
+    size_t next = 0;
+    for (const Contour& contour : manager->GetAllContours()) {
+        if (next < valid.size() && valid[next] == contour) {
+            ++next;
+            continue;
+        }
+        AddOutline(left, contour);
+    }
+    const TARGET_DRAW_PROPERTY property = manager->GetTargetDrawProperty();
     QColor dim = property.targetColor.isValid() ? property.targetColor : QColor(Qt::gray);
     dim.setAlpha(110);
     QPen dimPen(dim, 1.0, Qt::DashLine);
@@ -84,11 +92,19 @@ void ResultOverlay::Update()
     excluded_->setPen(dimPen);
     excluded_->setPath(left);
     excluded_->setVisible(!left.isEmpty());
+}
 
+void ResultOverlay::UpdateSelection()
+{
+    AutoCountManager* manager = session_->Manager();
+    const ContourList& valid = manager->GetValidContours();
     const int highlighted = manager->GetHighlightedIndex();
-    const bool selected =
-        seeThrough_ && highlighted >= 0 && highlighted < static_cast<int>(valid.size());
+    const bool selected = seeThrough_ && session_->Step() == AutoCountManager::STEP_RESULTS &&
+                          highlighted >= 0 && highlighted < static_cast<int>(valid.size());
     if (selected) {
+        if (!background_.isValid() && session_->Canvas())
+            background_ = legiblecolours::MedianColour(session_->Canvas()->GetImage());
+        const TARGET_DRAW_PROPERTY property = manager->GetTargetDrawProperty();
         QPainterPath outline;
         AddOutline(outline, valid[static_cast<size_t>(highlighted)]);
         const QColor colour = legiblecolours::Legible(QColor(255, 255, 0), background_,
@@ -99,6 +115,8 @@ void ResultOverlay::Update()
         selection_->setPath(outline);
     }
     selection_->setVisible(selected);
+    // Outside the results (a finished count keeps the module's drawing) the
+    // module's own highlight is back.
     ShowModuleHighlight(selected ? highlighted : -1);
 }
 

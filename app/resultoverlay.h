@@ -34,6 +34,8 @@ public:
     void Update();
 
 private:
+    void UpdateLeftOut();
+    void UpdateSelection();
     void ShowModuleHighlight(int highlighted);
 
     CountingSession* session_;

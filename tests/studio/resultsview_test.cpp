@@ -198,6 +198,14 @@ TEST_F(ResultsViewTest, LeftOutObjectsStayDimmedAndTheSelectionIsSeeThrough)
     QTest::mouseClick(check, Qt::LeftButton, Qt::NoModifier, QPoint(6, check->height() / 2));
     EXPECT_FALSE(outline->isVisible());
     EXPECT_TRUE(target->isVisible());
+
+    // Ticked again, then Finish: the finished count shows the module's drawing.
+    QTest::mouseClick(check, Qt::LeftButton, Qt::NoModifier, QPoint(6, check->height() / 2));
+    ASSERT_FALSE(target->isVisible());
+    ClickButton("finishButton");
+    EXPECT_TRUE(target->isVisible());
+    EXPECT_FALSE(outline->isVisible());
+    EXPECT_FALSE(left->isVisible());
 }
 
 TEST_F(ResultsViewTest, OutlinesAndLabelsAreLegibleOnThePicture)
