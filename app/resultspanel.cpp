@@ -72,14 +72,13 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     displayMode_->addItem(tr("Filled"), 1);
     displayMode_->setToolTip(tr("Draw the objects as outlines or filled"));
     auto* form = new QFormLayout;
-    form->addRow(tr("Show objects as:"), displayMode_);
-    auto* seeThrough = new QCheckBox(tr("See-through selection"));
+    auto* seeThrough = new QCheckBox(tr("See-through"));
     seeThrough->setObjectName("seeThroughCheck");
     seeThrough->setChecked(overlay_->SeeThroughSelection());
     seeThrough->setToolTip(tr("Outline the selected object instead of covering it, so that "
                               "it can be checked against the picture"));
     connect(seeThrough, &QCheckBox::toggled, overlay_, &ResultOverlay::SetSeeThroughSelection);
-    form->addRow(seeThrough);
+    form->addRow(tr("Show objects as:"), displayMode_);
     layout->addLayout(form);
 
     auto* filter = MakeButton(tr("Fil&ter…"), "filterButton",
@@ -95,6 +94,8 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     buttons->addWidget(filter, 0, 0);
     buttons->addWidget(delete_, 0, 1);
     buttons->addWidget(appearance, 1, 0);
+    // Beside Appearance, not in a row of its own: the actions stay in sight.
+    buttons->addWidget(seeThrough, 1, 1);
     buttons->addWidget(report, 2, 0);
     buttons->addWidget(image, 2, 1);
     layout->addLayout(buttons);
