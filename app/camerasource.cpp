@@ -22,8 +22,11 @@ void CameraSource::Probe()
 
 void CameraSource::Capture()
 {
-    OnWorker(true, [](CameraSource* self, bool, const cv::Mat& frame) {
-        if (frame.empty())
+    OnWorker(true, [](CameraSource* self, bool opened, const cv::Mat& frame) {
+        self->available_ = opened;
+        if (!opened)
+            emit self->captureFailed(tr("No camera could be opened."));
+        else if (frame.empty())
             emit self->captureFailed(tr("The camera gave no picture."));
         else
             emit self->frameCaptured(frame);

@@ -7,6 +7,7 @@
 /**
  * @brief The first camera OpenCV finds (device 0): probed and read on worker
  * threads, so that a slow or missing device never blocks the interface.
+ * Nothing opens the device until Probe or Capture is called.
  */
 class CameraSource : public QObject
 {

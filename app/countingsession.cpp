@@ -138,6 +138,12 @@ void CountingSession::RecordCut(const cv::Mat& before, int kind)
 
 bool CountingSession::StartDistanceCut()
 {
+    return StartSeparation(static_cast<int>(SeparationWorker::Method::Distance),
+                           RefinementOperation::DISTANCE_CUT);
+}
+
+bool CountingSession::StartSeparation(int method, int kind)
+{
     if (autoCutRunning_ || Step() != AutoCountManager::STEP_SEPARATE)
         return false;
     StopIdleCutThread();
@@ -145,8 +151,9 @@ bool CountingSession::StartDistanceCut()
     manualCut_ = false;
     autoCutRunning_ = true;
     emit automaticCutRunning(true);
-    separationRequest_ =
-        separation_->Start(manager_->GetBinaryImage(), SeparationWorker::Method::Distance);
+    separationKind_ = kind;
+    separationRequest_ = separation_->Start(manager_->GetBinaryImage(),
+                                            static_cast<SeparationWorker::Method>(method));
     return true;
 }
 
@@ -173,7 +180,7 @@ void CountingSession::TakeSeparationResult(std::uint64_t request, const cv::Mat&
         manager_->SetBinaryImage(result);
         canvas_->ShowInvertedImage(result);
     }
-    RecordCut(before, RefinementOperation::DISTANCE_CUT);
+    RecordCut(before, separationKind_);
 }
 
 void CountingSession::ChangeStep(int step)
@@ -367,20 +374,11 @@ void CountingSession::FillHoles()
 
 bool CountingSession::StartAutoCut()
 {
-    if (autoCutRunning_ || Step() != AutoCountManager::STEP_SEPARATE)
-        return false;
-    StopIdleCutThread();
-    manualCut_ = false;
-    autoCutRunning_ = true;
-    emit automaticCutRunning(true);
-    manager_->SetObjectCutMode(AutoCountManager::CUT_AUTO);
-    if (!AutoCountManager::autoCountThread) {
-        // This build of the module has no automatic cut.
-        autoCutRunning_ = false;
-        emit automaticCutRunning(false);
-        return false;
-    }
-    return true;
+    // The module's own cut, run on the engine's worker like the distance cut:
+    // the panel shows it busy and Stop drops its result (the cut itself runs
+    // to its end, as the module's cut cannot be interrupted).
+    return StartSeparation(static_cast<int>(SeparationWorker::Method::AutoCut),
+                           RefinementOperation::AUTO_CUT);
 }
 
 void CountingSession::SetManualCut(bool on)

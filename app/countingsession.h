@@ -94,11 +94,12 @@ public:
     /// Starts the distance-map separation on the engine's worker. False when
     /// a cut runs already; separationProgress and automaticCutFinished follow.
     bool StartDistanceCut();
-    /// Stops the distance-map separation under way; the binary image stays
-    /// as it was.
+    /// Stops the separation under way (the automatic cut runs on but its
+    /// result is dropped); the binary image stays as it was.
     void CancelCut();
-    /// Starts the automatic cut. False when one runs already or the module
-    /// offers none; automaticCutFinished follows.
+    /// Starts the module's automatic cut on the engine's worker. False when
+    /// a cut runs already; automaticCutFinished follows, unless CancelCut
+    /// drops the result first.
     bool StartAutoCut();
     void SetManualCut(bool on);
     bool IsManualCut() const;
@@ -122,6 +123,8 @@ public:
     /// Marks the object with @p outline deleted or not, and shows the
     /// results again; the deletion commands call it.
     void SetDeleted(const Contour& outline, bool deleted);
+    /// The outlines of the objects the user deleted in this count.
+    const std::vector<Contour>& DeletedOutlines() const { return deleted_; }
     void SetDisplayMode(int mode);
     /// @}
 
@@ -175,6 +178,9 @@ private:
     void TakeSeparationResult(std::uint64_t request, const cv::Mat& result);
     /// Records the cut of @p kind that turned @p before into the current binary image.
     void RecordCut(const cv::Mat& before, int kind);
+    /// Starts separation @p method (a SeparationWorker::Method) on the
+    /// engine's worker; its result is recorded as a cut of @p kind.
+    bool StartSeparation(int method, int kind);
     /// Drops the objects the user deleted from the valid objects.
     void ApplyDeletions();
     void ForgetDeletions();
@@ -196,7 +202,8 @@ private:
     std::array<int, 256> histogram_{};
     int observerId_ = -1;
     bool autoCutRunning_ = false;
-    std::uint64_t separationRequest_ = 0; ///< the distance cut awaited, 0 for none
+    std::uint64_t separationRequest_ = 0; ///< the cut awaited, 0 for none
+    int separationKind_ = 0;              ///< the history's kind of the cut awaited
     std::unique_ptr<SeparationWorker> separation_;
     bool manualCut_ = false;
 };

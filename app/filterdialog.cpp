@@ -1,5 +1,7 @@
 #include "filterdialog.h"
 
+#include "filterpreview.h"
+
 #include "autocount/autocountmanager.h"
 
 #include <QCheckBox>
@@ -26,7 +28,7 @@ QDoubleSpinBox* MakeLimit(double value)
 } // namespace
 
 FilterDialog::FilterDialog(AutoCountManager* manager, QWidget* parent)
-    : QDialog(parent), manager_(manager), table_(new QTableWidget)
+    : QDialog(parent), manager_(manager), table_(new QTableWidget), preview_(new QLabel)
 {
     setWindowTitle(tr("Object Filter"));
     auto* layout = new QVBoxLayout(this);
@@ -37,13 +39,19 @@ FilterDialog::FilterDialog(AutoCountManager* manager, QWidget* parent)
     hint->setWordWrap(true);
     layout->addWidget(hint);
     table_->setObjectName("filterTable");
-    table_->setColumnCount(3);
-    table_->setHorizontalHeaderLabels({tr("Measurement"), tr("Minimum"), tr("Maximum")});
+    table_->setColumnCount(5);
+    table_->setHorizontalHeaderLabels(
+        {tr("Measurement"), tr("Minimum"), tr("Maximum"), tr("Lowest found"), tr("Highest found")});
     table_->verticalHeader()->setVisible(false);
-    table_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     table_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
     table_->horizontalHeader()->setSectionResizeMode(2, QHeaderView::Stretch);
+    table_->setColumnHidden(3, true);
+    table_->setColumnHidden(4, true);
     layout->addWidget(table_);
+    preview_->setObjectName("filterPreviewLabel");
+    preview_->setVisible(false);
+    layout->addWidget(preview_);
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel |
                                          QDialogButtonBox::RestoreDefaults);
@@ -59,7 +67,47 @@ FilterDialog::FilterDialog(AutoCountManager* manager, QWidget* parent)
                 Apply(manager_, kept);
                 SetRanges(defaults);
             });
-    resize(520, 520);
+    resize(640, 540);
+}
+
+void FilterDialog::SetObjects(const std::vector<parResult>& objects)
+{
+    objects_ = objects;
+    hasObjects_ = true;
+    table_->setColumnHidden(3, false);
+    table_->setColumnHidden(4, false);
+    preview_->setVisible(true);
+    ShowExtents();
+    UpdatePreview();
+}
+
+void FilterDialog::ShowExtents()
+{
+    if (!hasObjects_)
+        return;
+    for (int row = 0; row < table_->rowCount(); ++row) {
+        const QString name = static_cast<QCheckBox*>(table_->cellWidget(row, 0))->text();
+        const filterpreview::Extent extent =
+            filterpreview::ExtentOf(objects_, AutoCountManager::nameDataTypeMap.value(name));
+        for (const int column : {3, 4}) {
+            const double value = column == 3 ? extent.lowest : extent.highest;
+            auto* item = new QTableWidgetItem(extent.empty ? QStringLiteral("–")
+                                                           : QString::number(value, 'g', 6));
+            item->setFlags(Qt::ItemIsEnabled);
+            item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+            if (!extent.empty)
+                item->setData(Qt::UserRole, value);
+            table_->setItem(row, column, item);
+        }
+    }
+}
+
+void FilterDialog::UpdatePreview()
+{
+    if (!hasObjects_)
+        return;
+    const int kept = filterpreview::Passing(objects_, Ranges());
+    preview_->setText(tr("These ranges keep %1 of %2 objects.").arg(kept).arg(objects_.size()));
 }
 
 void FilterDialog::SetRanges(const QVector<FilterRange>& ranges)
@@ -71,9 +119,16 @@ void FilterDialog::SetRanges(const QVector<FilterRange>& ranges)
         check->setChecked(range.enabled);
         check->setObjectName(QStringLiteral("filterEnabled%1").arg(row));
         table_->setCellWidget(row, 0, check);
-        table_->setCellWidget(row, 1, MakeLimit(range.minValue));
-        table_->setCellWidget(row, 2, MakeLimit(range.maxValue));
+        connect(check, &QCheckBox::toggled, this, &FilterDialog::UpdatePreview);
+        for (const int column : {1, 2}) {
+            QDoubleSpinBox* limit = MakeLimit(column == 1 ? range.minValue : range.maxValue);
+            table_->setCellWidget(row, column, limit);
+            connect(limit, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
+                    &FilterDialog::UpdatePreview);
+        }
     }
+    ShowExtents();
+    UpdatePreview();
 }
 
 QVector<FilterRange> FilterDialog::Ranges() const

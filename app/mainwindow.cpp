@@ -1,10 +1,12 @@
 #include "mainwindow.h"
 
+#include "appearancedefaults.h"
 #include "calibration.h"
 #include "calibrationdialog.h"
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
+#include "filterpreview.h"
 #include "folderrun.h"
 #include "imagecanvas.h"
 #include "imageview.h"
@@ -14,6 +16,7 @@
 #include "resultspanel.h"
 #include "steppanel.h"
 #include "targetappearancedialog.h"
+#include "windowplacement.h"
 
 #include "imageinput.h"
 
@@ -66,6 +69,7 @@ MainWindow::MainWindow(QWidget* parent)
     setCentralWidget(view_);
     canvas_ = new ImageCanvas(scene_, this);
     session_ = new CountingSession(view_, canvas_, this);
+    new AppearanceDefaults(session_, this);
     view_->SetMouseTarget(session_);
 
     steps_ = new StepPanel(session_);
@@ -129,13 +133,11 @@ MainWindow::MainWindow(QWidget* parent)
     QSettings settings;
     if (!restoreGeometry(settings.value("window/geometry").toByteArray()))
         resize(1280, 800);
+    windowplacement::ClampToScreen(this);
     // The image gets the room: the panel starts at its narrowest width.
     resizeDocks({dock_}, {kPanelMinimumWidth}, Qt::Horizontal);
     restoreState(settings.value("window/state").toByteArray());
 
-    // Tests and scripted runs may leave the camera alone.
-    if (!qEnvironmentVariableIsSet("AUTOCOUNT_STUDIO_NO_CAMERA"))
-        camera_->Probe();
     UpdateState();
 }
 
@@ -169,7 +171,8 @@ void MainWindow::CreateActions()
     openAction_ = make(tr("&Open…"), QKeySequence::Open, tr("Open an image"));
     captureAction_ = make(tr("&Capture from Camera"), QKeySequence(tr("Ctrl+Shift+C")),
                           tr("Take a picture with the camera"));
-    captureAction_->setEnabled(false);
+    // The camera is opened only when a picture is asked for: looking for it
+    // at start makes the video back ends print warnings on machines without one.
     exportReportAction_ = make(tr("Export &Report…"), QKeySequence(tr("Ctrl+E")),
                                tr("Save the counting report as a spreadsheet"));
     exportImageAction_ = make(tr("Export &Image…"), QKeySequence(tr("Ctrl+Shift+E")),
@@ -594,6 +597,9 @@ void MainWindow::ShowFilterDialog()
 {
     FilterDialog dialog(session_->Manager(), this);
     dialog.SetRanges(FilterDialog::CurrentRanges());
+    if (session_->Step() == AutoCountManager::STEP_RESULTS)
+        dialog.SetObjects(
+            filterpreview::Candidates(*session_->Manager(), session_->DeletedOutlines()));
     if (dialog.exec() != QDialog::Accepted)
         return;
     FilterDialog::Apply(session_->Manager(), dialog.Ranges());

@@ -1,10 +1,13 @@
 #include "resultspanel.h"
 
 #include "countingsession.h"
+#include "resultoverlay.h"
 #include "sizedistributionchart.h"
+#include "sortableobjecttable.h"
 
 #include "autocount/autocountmanager.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGridLayout>
@@ -18,9 +21,9 @@
 
 namespace {
 
-QTableWidget* MakeTable(const QString& name)
+template <class Table = QTableWidget> Table* MakeTable(const QString& name)
 {
-    auto* table = new QTableWidget;
+    auto* table = new Table;
     table->setObjectName(name);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -42,10 +45,12 @@ QPushButton* MakeButton(const QString& text, const QString& name, const QString&
 
 ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     : QWidget(parent), session_(session), count_(new QLabel), tabs_(new QTabWidget),
-      objects_(MakeTable("objectTable")), statistics_(MakeTable("statisticsTable")),
-      distribution_(new SizeDistributionChart), displayMode_(new QComboBox),
+      objects_(MakeTable<SortableObjectTable>("objectTable")),
+      statistics_(MakeTable("statisticsTable")), distribution_(new SizeDistributionChart),
+      displayMode_(new QComboBox),
       delete_(MakeButton(tr("&Delete Object"), "deleteObjectButton",
-                         tr("Remove the selected object from the result")))
+                         tr("Remove the selected object from the result"))),
+      overlay_(new ResultOverlay(session, this))
 {
     auto* layout = new QVBoxLayout(this);
     count_->setObjectName("countLabel");
@@ -67,6 +72,12 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     displayMode_->addItem(tr("Filled"), 1);
     displayMode_->setToolTip(tr("Draw the objects as outlines or filled"));
     auto* form = new QFormLayout;
+    auto* seeThrough = new QCheckBox(tr("See-through"));
+    seeThrough->setObjectName("seeThroughCheck");
+    seeThrough->setChecked(overlay_->SeeThroughSelection());
+    seeThrough->setToolTip(tr("Outline the selected object instead of covering it, so that "
+                              "it can be checked against the picture"));
+    connect(seeThrough, &QCheckBox::toggled, overlay_, &ResultOverlay::SetSeeThroughSelection);
     form->addRow(tr("Show objects as:"), displayMode_);
     layout->addLayout(form);
 
@@ -83,6 +94,8 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     buttons->addWidget(filter, 0, 0);
     buttons->addWidget(delete_, 0, 1);
     buttons->addWidget(appearance, 1, 0);
+    // Beside Appearance, not in a row of its own: the actions stay in sight.
+    buttons->addWidget(seeThrough, 1, 1);
     buttons->addWidget(report, 2, 0);
     buttons->addWidget(image, 2, 1);
     layout->addLayout(buttons);
@@ -97,6 +110,11 @@ ResultsPanel::ResultsPanel(CountingSession* session, QWidget* parent)
     connect(objects_, &QTableWidget::itemSelectionChanged, this, &ResultsPanel::RowActivated);
     connect(objects_, &QTableWidget::cellClicked, this, [this] { RowActivated(); });
     connect(session_, &CountingSession::objectHighlighted, this, &ResultsPanel::SelectRow);
+}
+
+QTableWidget* ResultsPanel::ObjectTable() const
+{
+    return objects_;
 }
 
 void ResultsPanel::Fill(QTableWidget* table, const QList<QStringList>& rows)
@@ -128,7 +146,7 @@ void ResultsPanel::Refresh()
     {
         const QSignalBlocker block(objects_);
         selecting_ = true;
-        Fill(objects_, objectRows);
+        objects_->SetRows(objectRows);
         selecting_ = false;
     }
     Fill(statistics_, statisticRows);
@@ -147,9 +165,10 @@ void ResultsPanel::SelectRow(int index)
     if (selecting_)
         return;
     selecting_ = true;
-    if (index >= 0 && index < objects_->rowCount()) {
-        objects_->selectRow(index);
-        objects_->scrollToItem(objects_->item(index, 0));
+    const int row = objects_->RowOf(index);
+    if (row >= 0) {
+        objects_->selectRow(row);
+        objects_->scrollToItem(objects_->item(row, 0));
     } else {
         objects_->clearSelection();
     }
@@ -161,9 +180,9 @@ void ResultsPanel::RowActivated()
 {
     if (selecting_)
         return;
-    const int row = objects_->currentRow();
     const auto selected = objects_->selectionModel()->selectedRows();
-    const int index = selected.isEmpty() ? row : selected.first().row();
+    const int index =
+        objects_->IndexAt(selected.isEmpty() ? objects_->currentRow() : selected.first().row());
     if (index < 0 || index == session_->HighlightedObject()) {
         delete_->setEnabled(index >= 0);
         return;

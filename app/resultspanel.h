@@ -13,7 +13,9 @@ class QTabWidget;
 QT_END_NAMESPACE
 
 class CountingSession;
+class ResultOverlay;
 class SizeDistributionChart;
+class SortableObjectTable;
 
 /**
  * @brief Step 4: the count, the object and statistics tables, the size
@@ -21,7 +23,7 @@ class SizeDistributionChart;
  * appearance, export).
  *
  * A click on a row highlights its object on the image; a click on the image
- * selects the object's row.
+ * selects the object's row. The object table sorts by any column.
  */
 class ResultsPanel : public QWidget
 {
@@ -31,9 +33,11 @@ public:
 
     /// Reloads the tables and the chart from the module.
     void Refresh();
-    QTableWidget* ObjectTable() const { return objects_; }
+    QTableWidget* ObjectTable() const;
     QTableWidget* StatisticsTable() const { return statistics_; }
     SizeDistributionChart* Distribution() const { return distribution_; }
+    /// The studio's layer of left-out objects and the see-through selection.
+    ResultOverlay* Overlay() const { return overlay_; }
 
 signals:
     void filterRequested();
@@ -50,10 +54,11 @@ private:
     CountingSession* session_;
     QLabel* count_;
     QTabWidget* tabs_;
-    QTableWidget* objects_;
+    SortableObjectTable* objects_;
     QTableWidget* statistics_;
     SizeDistributionChart* distribution_;
     QComboBox* displayMode_;
     QPushButton* delete_;
+    ResultOverlay* overlay_;
     bool selecting_ = false;
 };

@@ -3,8 +3,11 @@
 #include "countingsession.h"
 #include "histogramwidget.h"
 
+#include "polarity.h"
+
 #include "autocount/autocountmanager.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGridLayout>
@@ -41,7 +44,7 @@ QSpinBox* MakeSpin(const QString& name)
 SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     : QWidget(parent), session_(session), channel_(new QComboBox), histogram_(new HistogramWidget),
       mode_(new QComboBox), lowSlider_(MakeSlider("lowSlider")), lowSpin_(MakeSpin("lowSpin")),
-      highSlider_(MakeSlider("highSlider")), highSpin_(MakeSpin("highSpin"))
+      highSlider_(MakeSlider("highSlider")), highSpin_(MakeSpin("highSpin")), polarity_(new QLabel)
 {
     auto* layout = new QVBoxLayout(this);
 
@@ -66,8 +69,17 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     form->addRow(tr("Ch&annel:"), channel_);
     form->addRow(tr("&Mode:"), mode_);
     layout->addLayout(form);
+    polarity_->setObjectName("polarityLabel");
+    polarity_->setWordWrap(true);
+    layout->addWidget(polarity_);
     histogram_->setObjectName("histogram");
     layout->addWidget(histogram_);
+    auto* logScale = new QCheckBox(tr("Logarithmic counts"));
+    logScale->setObjectName("histogramLogCheck");
+    logScale->setToolTip(tr("Draw the histogram's bars on a log scale, so that rare grey "
+                            "levels show"));
+    connect(logScale, &QCheckBox::toggled, histogram_, &HistogramWidget::SetLogScale);
+    layout->addWidget(logScale);
 
     auto* bounds = new QGridLayout;
     lowSlider_->setToolTip(tr("Low bound of the object band; the image follows while you drag"));
@@ -120,21 +132,56 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
 
     connect(channel_, QOverload<int>::of(&QComboBox::activated), this,
             [this](int row) { session_->SetChannel(channel_->itemData(row).toInt()); });
-    connect(mode_, QOverload<int>::of(&QComboBox::activated), this,
-            [this](int row) { session_->SetSegmentMode(mode_->itemData(row).toInt()); });
+    connect(mode_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) {
+        modePicked_ = true;
+        session_->SetSegmentMode(mode_->itemData(row).toInt());
+    });
     connect(lowSlider_, &QSlider::valueChanged, this, [this](int v) { ChangeBound(true, v); });
     connect(lowSpin_, QOverload<int>::of(&QSpinBox::valueChanged), this,
             [this](int v) { ChangeBound(true, v); });
     connect(highSlider_, &QSlider::valueChanged, this, [this](int v) { ChangeBound(false, v); });
     connect(highSpin_, QOverload<int>::of(&QSpinBox::valueChanged), this,
             [this](int v) { ChangeBound(false, v); });
+    connect(histogram_, &HistogramWidget::boundDragged, this, &SegmentPanel::ChangeBound);
     connect(session_, &CountingSession::thresholdsChanged, this, &SegmentPanel::ShowBand);
+    connect(session_, &CountingSession::stepChanged, this, [this](int step) {
+        if (step == AutoCountManager::STEP_SEGMENT && lastStep_ == AutoCountManager::STEP_REGION)
+            SuggestPolarity();
+        lastStep_ = step;
+    });
     connect(session_, &CountingSession::histogramChanged, this,
             [this] { histogram_->SetHistogram(session_->Histogram()); });
 }
 
+void SegmentPanel::SuggestPolarity()
+{
+    const AutoCountManager* manager = session_->Manager();
+    const polarity::Suggestion suggestion =
+        polarity::Suggest(manager->GetSourceImage(), manager->GetRegionMask());
+    const int suggested = suggestion.brightObjects ? AutoCountManager::SEGMENT_AUTO_BRIGHT
+                                                   : AutoCountManager::SEGMENT_AUTO_DARK;
+    const QString objects = suggestion.brightObjects ? tr("bright objects on a dark background")
+                                                     : tr("dark objects on a bright background");
+    const QString why = tr("Otsu's threshold %1 leaves %2 % of the picture above it; the larger "
+                           "part is taken for the background.")
+                            .arg(suggestion.threshold)
+                            .arg(qRound(suggestion.brightShare * 100.0));
+    const bool automatic = AutoCountManager::segmentMode != AutoCountManager::SEGMENT_MANUAL;
+    if (modePicked_ || !automatic) {
+        polarity_->setText(tr("The picture looks like %1. %2").arg(objects, why));
+        return;
+    }
+    if (AutoCountManager::segmentMode != suggested) {
+        session_->SetSegmentMode(suggested);
+        const QSignalBlocker block(mode_);
+        mode_->setCurrentIndex(mode_->findData(suggested));
+    }
+    polarity_->setText(tr("Chosen: %1. %2").arg(objects, why));
+}
+
 void SegmentPanel::ChangeBound(bool low, int value)
 {
+    modePicked_ = true;
     // Moving a bound of an automatic band takes the band over as a manual one.
     if (AutoCountManager::segmentMode != AutoCountManager::SEGMENT_MANUAL) {
         session_->SetSegmentMode(AutoCountManager::SEGMENT_MANUAL);

@@ -4,6 +4,7 @@
 
 QT_BEGIN_NAMESPACE
 class QComboBox;
+class QLabel;
 class QSlider;
 class QSpinBox;
 QT_END_NAMESPACE
@@ -27,6 +28,9 @@ public:
 private:
     void ShowBand(int low, int high);
     void ChangeBound(bool low, int value);
+    /// On entering the step from the regions: the picture's polarity,
+    /// chosen as the automatic mode unless the user picked a mode.
+    void SuggestPolarity();
 
     CountingSession* session_;
     QComboBox* channel_;
@@ -36,4 +40,7 @@ private:
     QSpinBox* lowSpin_;
     QSlider* highSlider_;
     QSpinBox* highSpin_;
+    QLabel* polarity_;
+    int lastStep_ = 0;
+    bool modePicked_ = false; ///< the user chose a mode or a band by hand
 };

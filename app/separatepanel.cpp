@@ -62,10 +62,9 @@ SeparatePanel::SeparatePanel(CountingSession* session, QWidget* parent)
 
 void SeparatePanel::StartAutoCut()
 {
-    // The module's cut tells nothing of its progress.
+    // The module's cut tells nothing of its progress: the bar shows it busy.
     busy_->setRange(0, 0);
-    if (!session_->StartAutoCut() && !session_->IsAutoCutRunning())
-        status_->setText(tr("The automatic cut is not available in this build."));
+    session_->StartAutoCut();
 }
 
 void SeparatePanel::StartDistanceCut()
@@ -82,7 +81,7 @@ void SeparatePanel::SetRunning(bool running)
     autoCut_->setEnabled(!running);
     manualCut_->setEnabled(!running);
     merge_->setEnabled(!running);
-    cancel_->setVisible(running && busy_->maximum() > 0);
+    cancel_->setVisible(running);
     status_->setText(running ? tr("Cutting…") : QString());
     if (!running)
         Refresh();
@@ -96,7 +95,7 @@ void SeparatePanel::Refresh()
     autoCut_->setEnabled(!running);
     manualCut_->setEnabled(!running);
     merge_->setEnabled(!running);
-    cancel_->setVisible(running && busy_->maximum() > 0);
+    cancel_->setVisible(running);
     const QSignalBlocker block(manualCut_);
     manualCut_->setChecked(session_->IsManualCut());
 }

@@ -131,9 +131,18 @@ void SizeDistributionChart::Rebuild()
     const int top = bins_.counts.isEmpty()
                         ? 1
                         : std::max(1, *std::max_element(bins_.counts.begin(), bins_.counts.end()));
-    yAxis->setRange(0, top);
+    // Whole-number ticks: at most five steps of 1, 2 or 5 times a power of ten.
+    int step = 1;
+    for (int scale = 1; (top + step - 1) / step > 5; scale *= 10)
+        for (const int factor : {1, 2, 5}) {
+            step = factor * scale;
+            if ((top + step - 1) / step <= 5)
+                break;
+        }
+    const int steps = (top + step - 1) / step;
+    yAxis->setRange(0, steps * step);
     yAxis->setLabelFormat("%d");
-    yAxis->setTickCount(std::min(top, 5) + 1);
+    yAxis->setTickCount(steps + 1);
     yAxis->setTitleText(tr("Count"));
     chart->addAxis(yAxis, Qt::AlignLeft);
     series->attachAxis(yAxis);

@@ -1,5 +1,7 @@
 #include "targetappearancedialog.h"
 
+#include "appearancedefaults.h"
+
 #include "autocount/autocountmanager.h"
 
 #include <QColorDialog>
@@ -87,8 +89,14 @@ TargetAppearanceDialog::TargetAppearanceDialog(AutoCountManager* manager, QWidge
 
 void TargetAppearanceDialog::ResetToDefaults()
 {
+    // The studio's defaults: the module's, with colours legible on the picture counted.
     manager_->SetDefaultTargetDrawProperty();
     property_ = manager_->GetTargetDrawProperty();
+    if (!manager_->GetSourceImage().empty()) {
+        const TARGET_DRAW_PROPERTY legible = AppearanceDefaults::For(manager_->GetSourceImage());
+        property_.fontColor = legible.fontColor;
+        property_.targetColor = legible.targetColor;
+    }
     Show();
 }
 

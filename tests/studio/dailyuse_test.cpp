@@ -13,8 +13,10 @@
 #include <QComboBox>
 #include <QDockWidget>
 #include <QGraphicsPixmapItem>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QMenuBar>
+#include <QScreen>
 #include <QScrollArea>
 #include <QSlider>
 
@@ -188,4 +190,17 @@ TEST_F(DailyUseTest, TheMaskShowsAsASeeThroughLayerOverTheImage)
     ClickButton("nextButton");
     EXPECT_FALSE(layer->isVisible()) << "step 4";
     EXPECT_FALSE(check->isVisible());
+}
+
+TEST_F(DailyUseTest, ASizeRememberedFromALargerScreenFitsThisOne)
+{
+    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+    window->resize(available.width() * 2, available.height() * 2);
+    QApplication::processEvents();
+    ASSERT_GT(window->width(), available.width());
+    window->close(); // remembers the size
+    MainWindow again;
+    EXPECT_LE(again.frameGeometry().width(), available.width());
+    EXPECT_LE(again.frameGeometry().height(), available.height());
+    EXPECT_TRUE(available.contains(again.frameGeometry()));
 }

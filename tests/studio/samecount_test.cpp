@@ -93,3 +93,30 @@ TEST_F(StudioTest, AStoppedDistanceCutLeavesTheBinaryImageAsItWas)
     QTest::qWait(200); // a late report of the stopped cut must change nothing
     EXPECT_EQ(cv::countNonZero(Session()->Manager()->GetBinaryImage() != before), 0);
 }
+
+TEST_F(StudioTest, TheAutomaticCutShowsItIsBusyCanBeStoppedAndCutsAsTheModuleDoes)
+{
+    Session()->SetRegionMode(AutoCountManager::REGION_WHOLE_IMAGE);
+    Session()->Next();
+    Session()->SetSegmentMode(AutoCountManager::SEGMENT_AUTO_BRIGHT);
+    Session()->Next();
+    const cv::Mat before = Session()->Manager()->GetBinaryImage().clone();
+    cv::Mat expected;
+    ASSERT_EQ(AlgAutoCut(before.clone(), expected), 0);
+    ASSERT_GT(cv::countNonZero(expected != before), 0) << "the pair is cut";
+
+    // Started, it shows a busy bar and a Stop button; Stop leaves the mask.
+    ClickButton("autoCutButton");
+    ASSERT_TRUE(Session()->IsAutoCutRunning());
+    EXPECT_TRUE(window->findChild<QWidget*>("autoCutBusy")->isVisible());
+    ClickButton("cancelCutButton");
+    EXPECT_FALSE(Session()->IsAutoCutRunning());
+    EXPECT_TRUE(window->findChild<QWidget*>("autoCutButton")->isEnabled());
+    EXPECT_EQ(cv::countNonZero(Session()->Manager()->GetBinaryImage() != before), 0);
+
+    // Run again to its end: the module's cut of the mask, and undoable.
+    ClickButton("autoCutButton");
+    ASSERT_TRUE(WaitForAutoCut());
+    EXPECT_EQ(cv::countNonZero(Session()->Manager()->GetBinaryImage() != expected), 0);
+    EXPECT_FALSE(window->findChild<QWidget*>("cancelCutButton")->isVisible());
+}

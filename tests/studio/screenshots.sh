@@ -27,4 +27,8 @@ for step in step1-regions step2-segmentation step3-separation step4-results; do
     fi
 done
 grep -q '^count [1-9]' "$log" || { echo "no objects counted"; exit 1; }
+# Nobody asked for the camera: no video back end may have been woken.
+if grep -Eiq 'videoio|gstreamer|v4l' "$log"; then
+    echo "the camera was looked for at start"; exit 1
+fi
 echo "screenshots in $out"

@@ -18,9 +18,8 @@
 
 void StudioTest::SetUp()
 {
-    // No message boxes to wait for, no camera to look for.
+    // No message boxes to wait for.
     qputenv("AUTOCOUNT_STUDIO_QUIET", "1");
-    qputenv("AUTOCOUNT_STUDIO_NO_CAMERA", "1");
     QStandardPaths::setTestModeEnabled(true);
     QApplication::setOrganizationName("AutoCount Tests");
     QApplication::setApplicationName("studio_test");
@@ -34,6 +33,8 @@ void StudioTest::SetUp()
     ASSERT_TRUE(cv::imwrite(imagePath.toStdString(), discimage::Make()));
 
     window = std::make_unique<MainWindow>();
+    // The filter ranges are the module's, shared by every window: from the defaults.
+    Session()->Manager()->SetDefaultDataRange();
     window->resize(1200, 800);
     window->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
