@@ -1,10 +1,12 @@
 #include "countingsession.h"
 
+#include "handmarks.h"
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
 #include "calibration.h"
 #include "catalogue.h"
+#include "controllerresult.h"
 #include "separationworker.h"
 
 #include "autocount/autocountmanager.h"
@@ -52,6 +54,7 @@ CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObje
     manager_->Init();
     history_ = new RefinementHistory(manager_.get(), this);
     deletions_ = new QUndoStack(this);
+    hand_ = new HandMarks(this, view_, deletions_);
     connect(history_, &RefinementHistory::replayed, this, [this] {
         // A cut line drawn on the image before the undo belongs to no cut any more.
         manager_->DeleteAllLineItem();
@@ -460,11 +463,24 @@ void CountingSession::ForgetDeletions()
 {
     deletions_->clear();
     deleted_.clear();
+    hand_->Clear();
 }
 
 int CountingSession::ObjectCount() const
 {
     return static_cast<int>(manager_->GetValidResults().size());
+}
+
+int CountingSession::TotalCount() const
+{
+    return ObjectCount() + hand_->Count();
+}
+
+countrun::CountResult CountingSession::Result() const
+{
+    countrun::CountResult result = countrun::FromController(*manager_);
+    result.handAdded = hand_->Points();
+    return result;
 }
 
 void CountingSession::HighlightObject(int index)

@@ -2,10 +2,12 @@
 
 #include "calibration.h"
 #include "calibrationdialog.h"
+#include "calibrationline.h"
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
 #include "folderrun.h"
+#include "handmarks.h"
 #include "imagecanvas.h"
 #include "imageview.h"
 #include "recentfiles.h"
@@ -67,6 +69,7 @@ MainWindow::MainWindow(QWidget* parent)
     canvas_ = new ImageCanvas(scene_, this);
     session_ = new CountingSession(view_, canvas_, this);
     view_->SetMouseTarget(session_);
+    calibrationLine_ = new CalibrationLine(view_, session_, this);
 
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
@@ -202,6 +205,15 @@ void MainWindow::CreateActions()
     deleteAction_ = make(tr("&Delete Object"), QKeySequence::Delete,
                          tr("Remove the selected object from the result"));
     deleteAction_->setObjectName("deleteAction");
+    handAction_ = make(tr("Add by &Hand"), QKeySequence(tr("Ctrl+H")),
+                       tr("Click objects the count missed to count them by hand"));
+    handAction_->setObjectName("handAction");
+    handAction_->setCheckable(true);
+    connect(handAction_, &QAction::toggled, session_->Hand(), &HandMarks::SetAdding);
+    connect(session_->Hand(), &HandMarks::changed, this, [this] {
+        handAction_->setChecked(session_->Hand()->IsAdding());
+        UpdateResults();
+    });
     connect(deleteAction_, &QAction::triggered, this,
             [this] { session_->DeleteObject(session_->HighlightedObject()); });
 
@@ -223,6 +235,15 @@ void MainWindow::CreateActions()
                              tr("Font, colours and width of outlines and numbers"));
     calibrationAction_ = make(tr("Ca&libration…"), QKeySequence(tr("Ctrl+K")),
                               tr("Scale and unit of the measurements"));
+    lineCalibrationAction_ =
+        make(tr("Calibrate from Li&ne…"), QKeySequence(tr("Ctrl+Shift+K")),
+             tr("Drag along a stage micrometer or scale bar and type its length"));
+    lineCalibrationAction_->setObjectName("lineCalibrationAction");
+    scaleBarAction_ = make(tr("Scale &Bar on Exported Images"), QKeySequence(),
+                           tr("Draw a scale bar in the calibrated unit on exported images"));
+    scaleBarAction_->setObjectName("scaleBarAction");
+    scaleBarAction_->setCheckable(true);
+    scaleBarAction_->setChecked(QSettings().value("export/scaleBar", false).toBool());
     aboutAction_ = make(tr("&About AutoCount Studio"), QKeySequence(), QString());
 
     connect(openAction_, &QAction::triggered, this, &MainWindow::OpenDialog);
@@ -247,6 +268,10 @@ void MainWindow::CreateActions()
     connect(filterAction_, &QAction::triggered, this, &MainWindow::ShowFilterDialog);
     connect(appearanceAction_, &QAction::triggered, this, &MainWindow::ShowAppearanceDialog);
     connect(calibrationAction_, &QAction::triggered, this, &MainWindow::ShowCalibrationDialog);
+    connect(lineCalibrationAction_, &QAction::triggered, calibrationLine_, &CalibrationLine::Begin);
+    connect(calibrationLine_, &CalibrationLine::calibrated, this, &MainWindow::ApplyCalibration);
+    connect(scaleBarAction_, &QAction::toggled, this,
+            [](bool on) { QSettings().setValue("export/scaleBar", on); });
     connect(aboutAction_, &QAction::triggered, this, [this] {
         QMessageBox::about(this, tr("About AutoCount Studio"),
                            tr("<b>AutoCount Studio</b> %1<br>Counts and measures objects in "
@@ -280,6 +305,7 @@ void MainWindow::CreateMenus()
     edit->addAction(redoAction_);
     edit->addSeparator();
     edit->addAction(deleteAction_);
+    edit->addAction(handAction_);
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addAction(zoomInAction_);
@@ -299,6 +325,8 @@ void MainWindow::CreateMenus()
     count->addAction(filterAction_);
     count->addAction(appearanceAction_);
     count->addAction(calibrationAction_);
+    count->addAction(lineCalibrationAction_);
+    count->addAction(scaleBarAction_);
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
     help->addAction(aboutAction_);
@@ -416,7 +444,7 @@ void MainWindow::OpenDialog()
 bool MainWindow::ExportReport(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteReport(session_->Manager(), path, &error)) {
+    if (!ResultExport::WriteReport(session_->Result(), path, &error)) {
         if (!quiet)
             ShowError(error);
         return false;
@@ -434,7 +462,7 @@ bool MainWindow::ExportReport(const QString& path, bool quiet)
 bool MainWindow::ExportTable(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteTable(session_->Manager(), path, session_->Settings(), imagePath_,
+    if (!ResultExport::WriteTable(session_->Result(), path, session_->Settings(), imagePath_,
                                   &error)) {
         if (!quiet)
             ShowError(error);
@@ -514,7 +542,9 @@ void MainWindow::FolderRunEnded(bool cancelled, int counted, int failed, const Q
 bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteAnnotatedImage(session_->Manager(), path, &error)) {
+    picture::Options options;
+    options.scaleBar = scaleBarAction_->isChecked();
+    if (!ResultExport::WriteAnnotatedImage(session_->Result(), path, &error, options)) {
         if (!quiet)
             ShowError(error);
         return false;
@@ -612,7 +642,11 @@ void MainWindow::ShowCalibrationDialog()
     CalibrationDialog dialog(Calibration::Load(), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    const Calibration calibration = dialog.Value();
+    ApplyCalibration(dialog.Value());
+}
+
+void MainWindow::ApplyCalibration(const Calibration& calibration)
+{
     calibration.Save();
     // The filter keeps the same objects: its bounds follow into the new unit.
     Calibration::ConvertFilterRanges(Calibration::Current().scale, calibration.scale);
@@ -642,6 +676,7 @@ void MainWindow::UpdateState()
     nextAction_->setEnabled(idle && step >= 1 && step < 4);
     finishAction_->setEnabled(idle && results);
     deleteAction_->setEnabled(idle && results);
+    handAction_->setEnabled(idle && results);
     cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
@@ -649,6 +684,7 @@ void MainWindow::UpdateState()
     loadSettingsAction_->setEnabled(idle);
     filterAction_->setEnabled(idle);
     calibrationAction_->setEnabled(idle);
+    lineCalibrationAction_->setEnabled(idle && canvas_->HasImage());
     UpdateUndo();
     UpdateResults();
 }
@@ -671,9 +707,9 @@ void MainWindow::UpdateResults()
 {
     if (session_->Step() == AutoCountManager::STEP_RESULTS) {
         steps_->Results()->Refresh();
-        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
-    } else if (session_->Step() == AutoCountManager::STEP_ENDED && session_->ObjectCount() > 0) {
-        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
+        countLabel_->setText(tr("Count: %1").arg(session_->TotalCount()));
+    } else if (session_->Step() == AutoCountManager::STEP_ENDED && session_->TotalCount() > 0) {
+        countLabel_->setText(tr("Count: %1").arg(session_->TotalCount()));
     } else {
         countLabel_->clear();
     }

@@ -12,6 +12,8 @@ class QLabel;
 class QUndoStack;
 QT_END_NAMESPACE
 
+struct Calibration;
+class CalibrationLine;
 class CameraSource;
 class CountingSession;
 class FolderRun;
@@ -76,6 +78,8 @@ private:
     void ShowFilterDialog();
     void ShowAppearanceDialog();
     void ShowCalibrationDialog();
+    /// Makes @p calibration current and remembered; the filters keep their objects.
+    void ApplyCalibration(const Calibration& calibration);
     void StartCounting();
     void UpdateState();
     void UpdateResults();
@@ -93,6 +97,7 @@ private:
     RecentFiles* recent_ = nullptr;
     CameraSource* camera_;
     FolderRun* folder_;
+    CalibrationLine* calibrationLine_;
     QLabel* stepLabel_;
     QLabel* countLabel_;
     QLabel* zoomLabel_;
@@ -112,6 +117,7 @@ private:
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
     QAction* deleteAction_ = nullptr;
+    QAction* handAction_ = nullptr;
     QAction* zoomInAction_ = nullptr;
     QAction* zoomOutAction_ = nullptr;
     QAction* fitAction_ = nullptr;
@@ -124,5 +130,7 @@ private:
     QAction* filterAction_ = nullptr;
     QAction* appearanceAction_ = nullptr;
     QAction* calibrationAction_ = nullptr;
+    QAction* lineCalibrationAction_ = nullptr;
+    QAction* scaleBarAction_ = nullptr;
     QAction* aboutAction_ = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "resultspanel.h"
 
 #include "countingsession.h"
+#include "handmarks.h"
 #include "sizedistributionchart.h"
 
 #include "autocount/autocountmanager.h"
@@ -128,12 +129,14 @@ void ResultsPanel::Refresh()
     {
         const QSignalBlocker block(objects_);
         selecting_ = true;
-        Fill(objects_, objectRows);
+        QList<QStringList> listed = objectRows;
+        session_->Hand()->AppendRows(listed);
+        Fill(objects_, listed);
         selecting_ = false;
     }
     Fill(statistics_, statisticRows);
     distribution_->SetTable(objectRows);
-    const int count = session_->ObjectCount();
+    const int count = session_->TotalCount();
     count_->setText(count == 1 ? tr("1 object") : tr("%1 objects").arg(count));
     {
         const QSignalBlocker block(displayMode_);
