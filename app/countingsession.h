@@ -131,6 +131,8 @@ public:
     /// Marks the object with @p outline deleted or not, and shows the
     /// results again; the deletion commands call it.
     void SetDeleted(const Contour& outline, bool deleted);
+    /// The outlines of the objects the user deleted in this count.
+    const std::vector<Contour>& Deleted() const { return deleted_; }
     void SetDisplayMode(int mode);
     /// @}
 

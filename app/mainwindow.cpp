@@ -14,6 +14,7 @@
 #include "refinementhistory.h"
 #include "resultexport.h"
 #include "resultspanel.h"
+#include "savedwork.h"
 #include "steppanel.h"
 #include "targetappearancedialog.h"
 
@@ -187,6 +188,24 @@ void MainWindow::CreateActions()
                                   "file"));
     processFolderAction_ = make(tr("&Process Folder…"), QKeySequence(),
                                 tr("Count every image of a folder with the current settings"));
+    saveWorkAction_ = make(tr("Save &Work…"), QKeySequence(tr("Ctrl+Shift+S")),
+                           tr("Save the image, regions, settings, cuts, deletions and additions "
+                              "in one file"));
+    openWorkAction_ = make(tr("Open Wor&k…"), QKeySequence(tr("Ctrl+Shift+O")),
+                           tr("Open a saved piece of work and count as it was saved"));
+    connect(saveWorkAction_, &QAction::triggered, this, [this] {
+        const QString path = AskExportPath(tr("Save Work"), QStringLiteral("work.json"),
+                                           tr("Work files (*.work.json)"));
+        if (!path.isEmpty())
+            SaveWork(path);
+    });
+    connect(openWorkAction_, &QAction::triggered, this, [this] {
+        const QString path = QFileDialog::getOpenFileName(
+            this, tr("Open Work"), QFileInfo(imagePath_).absolutePath(),
+            tr("Work files (*.work.json);;All files (*)"));
+        if (!path.isEmpty())
+            OpenWork(path);
+    });
     quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
 
     undoAction_ = make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")),
@@ -288,6 +307,9 @@ void MainWindow::CreateMenus()
     recent_ = new RecentFiles(recentMenu, this);
     connect(recent_, &RecentFiles::openRequested, this, &MainWindow::OpenImage);
     file->addAction(captureAction_);
+    file->addSeparator();
+    file->addAction(openWorkAction_);
+    file->addAction(saveWorkAction_);
     file->addSeparator();
     file->addAction(loadSettingsAction_);
     file->addAction(saveSettingsAction_);
@@ -504,6 +526,46 @@ bool MainWindow::LoadSettings(const QString& path, bool quiet)
     return true;
 }
 
+bool MainWindow::SaveWork(const QString& path, bool quiet)
+{
+    QString error;
+    workfile::Work work = savedwork::Collect(*session_, imagePath_);
+    work.imageSha256 = workfile::FileSha256(imagePath_, &error);
+    if (session_->Step() != AutoCountManager::STEP_RESULTS || imagePath_.isEmpty())
+        error = tr("%1: only the results of a count of an image file can be saved").arg(path);
+    if (!error.isEmpty() || !workfile::Write(path, work, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Work saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::OpenWork(const QString& path, bool quiet)
+{
+    QString error;
+    workfile::Work work;
+    if (workfile::Read(path, work, &error)) {
+        const QString sha = workfile::FileSha256(work.image, &error);
+        if (error.isEmpty() && sha != work.imageSha256)
+            error =
+                tr("%1: the image %2 has changed since the work was saved").arg(path, work.image);
+    }
+    if (error.isEmpty() && !OpenImage(work.image))
+        return false;
+    if (error.isEmpty() && !savedwork::Restore(*session_, work, &error) && error.isEmpty())
+        error = tr("%1: the count could not be started").arg(path);
+    if (!error.isEmpty()) {
+        if (!quiet)
+            ShowError(error.startsWith(path) ? error : tr("%1: %2").arg(path, error));
+        return false;
+    }
+    UpdateState();
+    statusBar()->showMessage(tr("Work opened from %1").arg(path), 5000);
+    return true;
+}
+
 bool MainWindow::ProcessFolder(const QString& input, const QString& output, bool quiet)
 {
     if (!folder_->Start(input, output, session_->Settings())) {
@@ -681,6 +743,8 @@ void MainWindow::UpdateState()
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
     exportTableAction_->setEnabled(idle && results);
+    saveWorkAction_->setEnabled(idle && results);
+    openWorkAction_->setEnabled(idle);
     loadSettingsAction_->setEnabled(idle);
     filterAction_->setEnabled(idle);
     calibrationAction_->setEnabled(idle);

@@ -51,6 +51,10 @@ public:
     /// background with the current settings, with a progress dialog.
     bool ProcessFolder(const QString& input, const QString& output, bool quiet = false);
     FolderRun* Folder() const { return folder_; }
+    /// Saves the whole work of the count in its results to @p path (workfile).
+    bool SaveWork(const QString& path, bool quiet = false);
+    /// Opens a work file: its image, and the count done again as saved.
+    bool OpenWork(const QString& path, bool quiet = false);
 
     ImageView* View() const { return view_; }
     CountingSession* Session() const { return session_; }
@@ -113,6 +117,8 @@ private:
     QAction* saveSettingsAction_ = nullptr;
     QAction* loadSettingsAction_ = nullptr;
     QAction* processFolderAction_ = nullptr;
+    QAction* saveWorkAction_ = nullptr;
+    QAction* openWorkAction_ = nullptr;
     QAction* quitAction_ = nullptr;
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
