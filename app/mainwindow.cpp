@@ -287,7 +287,11 @@ void MainWindow::CreateActions()
     connect(filterAction_, &QAction::triggered, this, &MainWindow::ShowFilterDialog);
     connect(appearanceAction_, &QAction::triggered, this, &MainWindow::ShowAppearanceDialog);
     connect(calibrationAction_, &QAction::triggered, this, &MainWindow::ShowCalibrationDialog);
-    connect(lineCalibrationAction_, &QAction::triggered, calibrationLine_, &CalibrationLine::Begin);
+    connect(lineCalibrationAction_, &QAction::triggered, this, [this] {
+        // The line takes the mouse from the count, not from adding by hand.
+        handAction_->setChecked(false);
+        calibrationLine_->Begin();
+    });
     connect(calibrationLine_, &CalibrationLine::calibrated, this, &MainWindow::ApplyCalibration);
     connect(scaleBarAction_, &QAction::toggled, this,
             [](bool on) { QSettings().setValue("export/scaleBar", on); });

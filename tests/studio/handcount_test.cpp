@@ -9,7 +9,11 @@
 #include <QAction>
 #include <QApplication>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
+#include <QProcess>
 #include <QTableWidget>
 #include <QTest>
 
@@ -76,6 +80,22 @@ TEST_F(HandCountTest, ClicksAddObjectsThatAreCountedListedExportedAndUndone)
     const QList<QByteArray> second = lines[3 + counted].split(',');
     EXPECT_EQ(second[x], "10");
     EXPECT_EQ(second[y], "225");
+
+    // The report's object sheet: a flag column and a row for each mark.
+    const QString report = folder.filePath("count.xlsx");
+    ASSERT_TRUE(window->ExportReport(report, true));
+    QProcess reader;
+    reader.start(AUTOCOUNT_STUDIO_PYTHON, {AUTOCOUNT_STUDIO_XLSX_READER, report});
+    ASSERT_TRUE(reader.waitForFinished(60000));
+    ASSERT_EQ(reader.exitCode(), 0) << reader.readAllStandardError().toStdString();
+    const QJsonObject book = QJsonDocument::fromJson(reader.readAllStandardOutput()).object();
+    QStringList values;
+    for (const QJsonValue& cell : book["sheets"][1]["cells"].toArray())
+        values << cell[2].toVariant().toString();
+    EXPECT_TRUE(values.contains(QStringLiteral("Added by Hand")));
+    EXPECT_EQ(values.count(QStringLiteral("no")), counted);
+    EXPECT_EQ(values.count(QStringLiteral("yes")), 2);
+    EXPECT_TRUE(values.contains(QString::number(counted + 2)));
 
     // Undone and redone as any step of the results.
     Key(Qt::Key_Z, Qt::ControlModifier);

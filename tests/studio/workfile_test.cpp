@@ -110,6 +110,14 @@ TEST_F(WorkFileTest, ReopensWithTheSameCountAndTableAndRefusesAChangedImage)
     ASSERT_TRUE(window->ExportTable(after, true));
     EXPECT_EQ(Contents(after), Contents(before));
 
+    // A file that is not a work file is named with what is wrong.
+    const QString broken = folder.filePath("broken.work.json");
+    QFile file(broken);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("{\"autocount_work\": 1") > 0);
+    file.close();
+    EXPECT_FALSE(window->OpenWork(broken));
+    EXPECT_TRUE(window->statusBar()->currentMessage().startsWith(broken + ": "));
+
     // Another picture under the same name is not the work's image.
     cv::Mat changed = discimage::Make();
     changed(cv::Rect(290, 210, 16, 16)).setTo(cv::Scalar(90, 200, 220));
