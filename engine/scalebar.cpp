@@ -18,15 +18,17 @@ Bar Choose(int width, double scale, const QString& unit)
     if (width < 8 || !std::isfinite(scale) || !(scale > 0.0))
         return bar;
     const double room = width / 4.0 * scale;
-    double power = std::pow(10.0, std::floor(std::log10(room)));
+    // step × 10^e, divided by the exact 10^-e below one so that 0.2 is 0.2.
+    auto value = [](double step, int e) {
+        return e >= 0 ? step * std::pow(10.0, e) : step / std::pow(10.0, -e);
+    };
+    const int top = static_cast<int>(std::floor(std::log10(room)));
     double best = 0;
     // The floor of the logarithm may be one off for a room of exactly 10^k.
-    for (int shift = -1; shift <= 1; ++shift) {
-        const double base = power * std::pow(10.0, shift);
+    for (int e = top - 1; e <= top + 1; ++e)
         for (double step : {1.0, 2.0, 5.0})
-            if (step * base <= room * (1 + 1e-12))
-                best = std::max(best, step * base);
-    }
+            if (value(step, e) <= room * (1 + 1e-12))
+                best = std::max(best, value(step, e));
     const int pixels = static_cast<int>(std::lround(best / scale));
     if (!(best > 0) || pixels < 1)
         return bar;
