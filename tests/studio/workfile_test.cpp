@@ -87,6 +87,10 @@ TEST_F(WorkFileTest, ReopensWithTheSameCountAndTableAndRefusesAChangedImage)
     Session()->Hand()->Add(cv::Point2d(100, 100));
     ASSERT_EQ(Session()->TotalCount(), cut);
 
+    // A full disk is said, naming the file.
+    EXPECT_FALSE(window->SaveWork(QStringLiteral("/dev/full")));
+    EXPECT_TRUE(window->statusBar()->currentMessage().startsWith("/dev/full: "));
+
     const QString saved = folder.filePath("count.work.json");
     const QString before = folder.filePath("before.csv");
     ASSERT_TRUE(window->SaveWork(saved, true));
