@@ -103,10 +103,12 @@ void CountingSession::OnHostEvent(int code, void* payload)
         emit resultsChanged();
         break;
     case HOST_EVENT_OBJECT_PICKED:
+        handSelected_ = -1;
         if (payload)
             emit objectHighlighted(*static_cast<int*>(payload));
         break;
     case HOST_EVENT_OBJECT_HIGHLIGHTED: {
+        handSelected_ = -1;
         const auto& targets = manager_->GetTargetItems();
         for (int i = 0; i < targets.size(); ++i)
             if (static_cast<void*>(targets[i]) == payload) {
@@ -464,6 +466,7 @@ void CountingSession::ForgetDeletions()
     deletions_->clear();
     deleted_.clear();
     hand_->Clear();
+    handSelected_ = -1;
 }
 
 int CountingSession::ObjectCount() const
@@ -485,16 +488,27 @@ countrun::CountResult CountingSession::Result() const
 
 void CountingSession::HighlightObject(int index)
 {
-    manager_->HighlightObject(index);
+    // The rows after the counted objects are those added by hand.
+    const bool byHand = index >= ObjectCount() && index < TotalCount();
+    handSelected_ = byHand ? index - ObjectCount() : -1;
+    if (!byHand)
+        manager_->HighlightObject(index);
 }
 
 int CountingSession::HighlightedObject() const
 {
+    if (handSelected_ >= 0 && handSelected_ < hand_->Count())
+        return ObjectCount() + handSelected_;
     return manager_->GetHighlightedIndex();
 }
 
 void CountingSession::DeleteObject(int index)
 {
+    if (index >= ObjectCount() && index < TotalCount()) {
+        handSelected_ = -1;
+        hand_->Remove(index - ObjectCount());
+        return;
+    }
     if (index < 0 || index >= ObjectCount())
         return;
     // Kept by outline, so that the object stays deleted whatever the filter.

@@ -124,7 +124,8 @@ public:
     countrun::CountResult Result() const;
     void HighlightObject(int index);
     int HighlightedObject() const;
-    /// Deletes valid object @p index, as an undoable step (Deletions()).
+    /// Deletes valid object @p index, as an undoable step (Deletions()); an
+    /// index past the counted objects removes an object added by hand.
     /// The object is remembered by its outline and stays deleted through
     /// every later filter pass of this count.
     void DeleteObject(int index);
@@ -202,6 +203,7 @@ private:
     RefinementHistory* history_;
     QUndoStack* deletions_;
     HandMarks* hand_;
+    int handSelected_ = -1;        ///< the object added by hand selected in the table, or -1
     std::vector<Contour> deleted_; ///< outlines of the objects the user deleted
     QList<QRectF> rectangles_;     ///< the regions drawn, kept when step 1 ends
     QList<QPolygonF> polygons_;

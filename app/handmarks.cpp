@@ -13,6 +13,7 @@
 #include <QUndoCommand>
 #include <QUndoStack>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -29,6 +30,24 @@ public:
 
 private:
     HandMarks* marks_;
+    cv::Point2d pixel_;
+};
+
+/// Removing one mark; undo puts it back in its place.
+class RemoveMarkCommand : public QUndoCommand
+{
+public:
+    RemoveMarkCommand(HandMarks* marks, int index, const cv::Point2d& pixel)
+        : QUndoCommand(HandMarks::tr("Remove Object Added by Hand")), marks_(marks), index_(index),
+          pixel_(pixel)
+    {
+    }
+    void redo() override { marks_->Erase(index_); }
+    void undo() override { marks_->Insert(index_, pixel_); }
+
+private:
+    HandMarks* marks_;
+    int index_;
     cv::Point2d pixel_;
 };
 
@@ -92,6 +111,29 @@ void HandMarks::Press(QMouseEvent* event)
 void HandMarks::Add(const cv::Point2d& pixel)
 {
     stack_->push(new AddMarkCommand(this, pixel));
+}
+
+void HandMarks::Remove(int index)
+{
+    if (index >= 0 && index < Count())
+        stack_->push(new RemoveMarkCommand(this, index, points_[static_cast<size_t>(index)]));
+}
+
+void HandMarks::Insert(int index, const cv::Point2d& pixel)
+{
+    index = std::max(0, std::min(index, Count()));
+    points_.insert(points_.begin() + index, pixel);
+    Redraw();
+    emit changed();
+}
+
+void HandMarks::Erase(int index)
+{
+    if (index < 0 || index >= Count())
+        return;
+    points_.erase(points_.begin() + index);
+    Redraw();
+    emit changed();
 }
 
 void HandMarks::Push(const cv::Point2d& pixel)

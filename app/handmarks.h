@@ -49,6 +49,8 @@ public:
 
     /// Adds a mark at image pixel @p pixel as an undoable step.
     void Add(const cv::Point2d& pixel);
+    /// Removes mark @p index (0 the first added) as an undoable step.
+    void Remove(int index);
     /// Replaces the marks, without undo (a work file reopened).
     void SetPoints(const std::vector<cv::Point2d>& points);
     /// Removes every mark and forgets nothing else (the undo history is the session's).
@@ -63,6 +65,8 @@ public:
     /// @{
     void Push(const cv::Point2d& pixel);
     void Pop();
+    void Insert(int index, const cv::Point2d& pixel);
+    void Erase(int index);
     /// @}
 
     bool AcceptsMouse() const override;

@@ -3,6 +3,7 @@
 #include "studiofixture.h"
 
 #include "discimage.h"
+#include "handmarks.h"
 
 #include "autocount/autocountmanager.h"
 
@@ -102,6 +103,20 @@ TEST_F(HandCountTest, ClicksAddObjectsThatAreCountedListedExportedAndUndone)
     EXPECT_EQ(Session()->TotalCount(), counted + 1);
     EXPECT_EQ(table->rowCount(), counted + 1);
     Key(Qt::Key_Y, Qt::ControlModifier);
+    EXPECT_EQ(Session()->TotalCount(), counted + 2);
+
+    // Deleting the row of an object added by hand removes that object only,
+    // even with a counted object highlighted before.
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier,
+                      table->visualItemRect(table->item(0, 0)).center());
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier,
+                      table->visualItemRect(table->item(counted, 0)).center());
+    Key(Qt::Key_Delete, Qt::NoModifier);
+    EXPECT_EQ(Session()->ObjectCount(), counted);
+    ASSERT_EQ(Session()->TotalCount(), counted + 1);
+    EXPECT_EQ(Session()->Hand()->Points().front(), cv::Point2d(10, 225));
+    Key(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(Session()->Hand()->Points().front(), cv::Point2d(300, 120));
     EXPECT_EQ(Session()->TotalCount(), counted + 2);
 
     // A new count starts without them.
