@@ -533,11 +533,7 @@ bool MainWindow::LoadSettings(const QString& path, bool quiet)
 bool MainWindow::SaveWork(const QString& path, bool quiet)
 {
     QString error;
-    workfile::Work work = savedwork::Collect(*session_, imagePath_);
-    work.imageSha256 = workfile::FileSha256(imagePath_, &error);
-    if (session_->Step() != AutoCountManager::STEP_RESULTS || imagePath_.isEmpty())
-        error = tr("%1: only the results of a count of an image file can be saved").arg(path);
-    if (!error.isEmpty() || !workfile::Write(path, work, &error)) {
+    if (!savedwork::Save(*session_, imagePath_, path, &error)) {
         if (!quiet)
             ShowError(error);
         return false;
@@ -550,19 +546,12 @@ bool MainWindow::OpenWork(const QString& path, bool quiet)
 {
     QString error;
     workfile::Work work;
-    if (workfile::Read(path, work, &error)) {
-        const QString sha = workfile::FileSha256(work.image, &error);
-        if (error.isEmpty() && sha != work.imageSha256)
-            error =
-                tr("%1: the image %2 has changed since the work was saved").arg(path, work.image);
-    }
-    if (error.isEmpty() && !OpenImage(work.image))
+    const bool read = savedwork::Read(path, work, &error);
+    if (read && !OpenImage(work.image))
         return false;
-    if (error.isEmpty() && !savedwork::Restore(*session_, work, &error) && error.isEmpty())
-        error = tr("%1: the count could not be started").arg(path);
-    if (!error.isEmpty()) {
+    if (!read || !savedwork::Restore(*session_, work, &error)) {
         if (!quiet)
-            ShowError(error.startsWith(path) ? error : tr("%1: %2").arg(path, error));
+            ShowError(tr("%1: %2").arg(path, error));
         return false;
     }
     UpdateState();

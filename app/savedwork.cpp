@@ -67,10 +67,49 @@ workfile::Work Collect(const CountingSession& session, const QString& image)
     return work;
 }
 
+bool Save(const CountingSession& session, const QString& image, const QString& path, QString* error)
+{
+    if (session.Step() != AutoCountManager::STEP_RESULTS || image.isEmpty()) {
+        if (error)
+            *error = QCoreApplication::translate(
+                         "SavedWork", "%1: only the results of a count of an image file are saved")
+                         .arg(path);
+        return false;
+    }
+    workfile::Work work = Collect(session, image);
+    work.imageSha256 = workfile::FileSha256(image, error);
+    return !work.imageSha256.isEmpty() && workfile::Write(path, work, error);
+}
+
+bool Read(const QString& path, workfile::Work& work, QString* error)
+{
+    QString message;
+    if (!workfile::Read(path, work, &message)) {
+        // The caller names the work file.
+        if (error)
+            *error = message.mid(path.size() + 2);
+        return false;
+    }
+    const QString sha = workfile::FileSha256(work.image, error);
+    if (sha.isEmpty())
+        return false;
+    if (sha != work.imageSha256) {
+        if (error)
+            *error = QCoreApplication::translate(
+                         "SavedWork", "the image %1 has changed since the work was saved")
+                         .arg(work.image);
+        return false;
+    }
+    return true;
+}
+
 bool Restore(CountingSession& session, const workfile::Work& work, QString* error)
 {
-    if (session.Step() != AutoCountManager::STEP_REGION)
+    if (session.Step() != AutoCountManager::STEP_REGION) {
+        if (error)
+            *error = QCoreApplication::translate("SavedWork", "the count could not be started");
         return false;
+    }
     DrawRegions(session, work.settings);
     session.Next();
     session.ApplySettings(work.settings);
