@@ -1,5 +1,7 @@
 #include "calibrationdialog.h"
 
+#include "namedcalibrations.h"
+
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
@@ -23,7 +25,32 @@ CalibrationDialog::CalibrationDialog(const Calibration& calibration, QWidget* pa
     unit_->setCurrentText(calibration.unit);
     unit_->setToolTip(tr("Unit name shown in the tables; px for pixels"));
 
+    // A calibration kept under a name fills in its scale and unit.
+    auto* saved = new QComboBox;
+    saved->setObjectName("calibrationSaved");
+    saved->addItem(tr("(as below)"));
+    const QList<NamedCalibration> named = namedcalibrations::All();
+    for (const NamedCalibration& entry : named)
+        saved->addItem(tr("%1 (%2 %3 per pixel)")
+                           .arg(entry.name)
+                           .arg(entry.calibration.scale)
+                           .arg(entry.calibration.unit));
+    saved->setToolTip(tr("Calibrations kept with Count > Calibrate from Line"));
+    connect(saved, QOverload<int>::of(&QComboBox::currentIndexChanged), this, [this, named](int i) {
+        if (i < 1 || i > named.size())
+            return;
+        scale_->setValue(named[i - 1].calibration.scale);
+        unit_->setCurrentText(named[i - 1].calibration.unit);
+        // The box shows six decimals; the kept scale is taken whole.
+        exact_ = named[i - 1].calibration;
+    });
+    connect(scale_, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
+            [this] { exact_.reset(); });
+    connect(unit_, &QComboBox::currentTextChanged, this, [this] { exact_.reset(); });
+
     auto* form = new QFormLayout;
+    if (!named.isEmpty())
+        form->addRow(tr("Sa&ved:"), saved);
     form->addRow(tr("&Scale (units per pixel):"), scale_);
     form->addRow(tr("&Unit:"), unit_);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
@@ -39,6 +66,8 @@ CalibrationDialog::CalibrationDialog(const Calibration& calibration, QWidget* pa
 
 Calibration CalibrationDialog::Value() const
 {
+    if (exact_)
+        return *exact_;
     Calibration calibration;
     calibration.scale = scale_->value();
     const QString unit = unit_->currentText().trimmed();

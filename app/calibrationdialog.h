@@ -4,12 +4,15 @@
 
 #include <QDialog>
 
+#include <optional>
+
 QT_BEGIN_NAMESPACE
 class QComboBox;
 class QDoubleSpinBox;
 QT_END_NAMESPACE
 
-/// Asks for the scale (units per pixel) and the unit name.
+/// Asks for the scale (units per pixel) and the unit name, or one of the
+/// calibrations kept under a name.
 class CalibrationDialog : public QDialog
 {
     Q_OBJECT
@@ -21,4 +24,5 @@ public:
 private:
     QDoubleSpinBox* scale_;
     QComboBox* unit_;
+    std::optional<Calibration> exact_; ///< the named calibration chosen, unchanged since
 };

@@ -1,10 +1,12 @@
 #include "countingsession.h"
 
+#include "handmarks.h"
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
 #include "calibration.h"
 #include "catalogue.h"
+#include "controllerresult.h"
 #include "separationworker.h"
 
 #include "autocount/autocountmanager.h"
@@ -52,6 +54,7 @@ CountingSession::CountingSession(QGraphicsView* view, ImageCanvas* canvas, QObje
     manager_->Init();
     history_ = new RefinementHistory(manager_.get(), this);
     deletions_ = new QUndoStack(this);
+    hand_ = new HandMarks(this, view_, deletions_);
     connect(history_, &RefinementHistory::replayed, this, [this] {
         // A cut line drawn on the image before the undo belongs to no cut any more.
         manager_->DeleteAllLineItem();
@@ -100,10 +103,12 @@ void CountingSession::OnHostEvent(int code, void* payload)
         emit resultsChanged();
         break;
     case HOST_EVENT_OBJECT_PICKED:
+        handSelected_ = -1;
         if (payload)
             emit objectHighlighted(*static_cast<int*>(payload));
         break;
     case HOST_EVENT_OBJECT_HIGHLIGHTED: {
+        handSelected_ = -1;
         const auto& targets = manager_->GetTargetItems();
         for (int i = 0; i < targets.size(); ++i)
             if (static_cast<void*>(targets[i]) == payload) {
@@ -458,6 +463,8 @@ void CountingSession::ForgetDeletions()
 {
     deletions_->clear();
     deleted_.clear();
+    hand_->Clear();
+    handSelected_ = -1;
 }
 
 int CountingSession::ObjectCount() const
@@ -465,18 +472,41 @@ int CountingSession::ObjectCount() const
     return static_cast<int>(manager_->GetValidResults().size());
 }
 
+int CountingSession::TotalCount() const
+{
+    return ObjectCount() + hand_->Count();
+}
+
+countrun::CountResult CountingSession::Result() const
+{
+    countrun::CountResult result = countrun::FromController(*manager_);
+    result.handAdded = hand_->Points();
+    return result;
+}
+
 void CountingSession::HighlightObject(int index)
 {
-    manager_->HighlightObject(index);
+    // The rows after the counted objects are those added by hand.
+    const bool byHand = index >= ObjectCount() && index < TotalCount();
+    handSelected_ = byHand ? index - ObjectCount() : -1;
+    if (!byHand)
+        manager_->HighlightObject(index);
 }
 
 int CountingSession::HighlightedObject() const
 {
+    if (handSelected_ >= 0 && handSelected_ < hand_->Count())
+        return ObjectCount() + handSelected_;
     return manager_->GetHighlightedIndex();
 }
 
 void CountingSession::DeleteObject(int index)
 {
+    if (index >= ObjectCount() && index < TotalCount()) {
+        handSelected_ = -1;
+        hand_->Remove(index - ObjectCount());
+        return;
+    }
     if (index < 0 || index >= ObjectCount())
         return;
     // Kept by outline, so that the object stays deleted whatever the filter.

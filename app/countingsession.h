@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "countrun.h"
 #include "settings.h"
 
 #include "autocount/alg/alg.h"
@@ -24,6 +25,7 @@ class QUndoStack;
 QT_END_NAMESPACE
 
 class AutoCountManager;
+class HandMarks;
 class ImageCanvas;
 class RefinementHistory;
 class SeparationWorker;
@@ -49,8 +51,10 @@ public:
 
     AutoCountManager* Manager() const { return manager_.get(); }
     RefinementHistory* History() const { return history_; }
-    /// Undo and redo of the deletions in the results.
+    /// Undo and redo of the deletions and additions by hand in the results.
     QUndoStack* Deletions() const { return deletions_; }
+    /// The objects added by hand in the results.
+    HandMarks* Hand() const { return hand_; }
     ImageCanvas* Canvas() const { return canvas_; }
 
     /// Current workflow step, 0 (not counting) to 4 (results).
@@ -113,10 +117,16 @@ public:
     /// Filters again after the ranges or the calibration changed; the
     /// objects the user deleted stay deleted.
     void Refilter();
+    /// The objects counted, without those added by hand.
     int ObjectCount() const;
+    /// The objects counted and those added by hand.
+    int TotalCount() const;
+    /// The results as the engine's writers take them, with the objects added by hand.
+    countrun::CountResult Result() const;
     void HighlightObject(int index);
     int HighlightedObject() const;
-    /// Deletes valid object @p index, as an undoable step (Deletions()).
+    /// Deletes valid object @p index, as an undoable step (Deletions()); an
+    /// index past the counted objects removes an object added by hand.
     /// The object is remembered by its outline and stays deleted through
     /// every later filter pass of this count.
     void DeleteObject(int index);
@@ -196,6 +206,8 @@ private:
     std::unique_ptr<AutoCountManager> manager_;
     RefinementHistory* history_;
     QUndoStack* deletions_;
+    HandMarks* hand_;
+    int handSelected_ = -1;        ///< the object added by hand selected in the table, or -1
     std::vector<Contour> deleted_; ///< outlines of the objects the user deleted
     QList<QRectF> rectangles_;     ///< the regions drawn, kept when step 1 ends
     QList<QPolygonF> polygons_;

@@ -3,17 +3,20 @@
 #include "appearancedefaults.h"
 #include "calibration.h"
 #include "calibrationdialog.h"
+#include "calibrationline.h"
 #include "camerasource.h"
 #include "countingsession.h"
 #include "filterdialog.h"
 #include "filterpreview.h"
 #include "folderrun.h"
+#include "handmarks.h"
 #include "imagecanvas.h"
 #include "imageview.h"
 #include "recentfiles.h"
 #include "refinementhistory.h"
 #include "resultexport.h"
 #include "resultspanel.h"
+#include "savedwork.h"
 #include "steppanel.h"
 #include "targetappearancedialog.h"
 #include "windowplacement.h"
@@ -71,6 +74,7 @@ MainWindow::MainWindow(QWidget* parent)
     session_ = new CountingSession(view_, canvas_, this);
     new AppearanceDefaults(session_, this);
     view_->SetMouseTarget(session_);
+    calibrationLine_ = new CalibrationLine(view_, session_, this);
 
     steps_ = new StepPanel(session_);
     steps_->setObjectName("stepPanel");
@@ -187,6 +191,24 @@ void MainWindow::CreateActions()
                                   "file"));
     processFolderAction_ = make(tr("&Process Folder…"), QKeySequence(),
                                 tr("Count every image of a folder with the current settings"));
+    saveWorkAction_ = make(tr("Save &Work…"), QKeySequence(tr("Ctrl+Shift+S")),
+                           tr("Save the image, regions, settings, cuts, deletions and additions "
+                              "in one file"));
+    openWorkAction_ = make(tr("Open Wor&k…"), QKeySequence(tr("Ctrl+Shift+O")),
+                           tr("Open a saved piece of work and count as it was saved"));
+    connect(saveWorkAction_, &QAction::triggered, this, [this] {
+        const QString path = AskExportPath(tr("Save Work"), QStringLiteral("work.json"),
+                                           tr("Work files (*.work.json)"));
+        if (!path.isEmpty())
+            SaveWork(path);
+    });
+    connect(openWorkAction_, &QAction::triggered, this, [this] {
+        const QString path = QFileDialog::getOpenFileName(
+            this, tr("Open Work"), QFileInfo(imagePath_).absolutePath(),
+            tr("Work files (*.work.json);;All files (*)"));
+        if (!path.isEmpty())
+            OpenWork(path);
+    });
     quitAction_ = make(tr("&Quit"), QKeySequence::Quit, tr("Quit AutoCount Studio"));
 
     undoAction_ = make(tr("&Undo"), QKeySequence(tr("Ctrl+Z")),
@@ -205,6 +227,15 @@ void MainWindow::CreateActions()
     deleteAction_ = make(tr("&Delete Object"), QKeySequence::Delete,
                          tr("Remove the selected object from the result"));
     deleteAction_->setObjectName("deleteAction");
+    handAction_ = make(tr("Add by &Hand"), QKeySequence(tr("Ctrl+H")),
+                       tr("Click objects the count missed to count them by hand"));
+    handAction_->setObjectName("handAction");
+    handAction_->setCheckable(true);
+    connect(handAction_, &QAction::toggled, session_->Hand(), &HandMarks::SetAdding);
+    connect(session_->Hand(), &HandMarks::changed, this, [this] {
+        handAction_->setChecked(session_->Hand()->IsAdding());
+        UpdateResults();
+    });
     connect(deleteAction_, &QAction::triggered, this,
             [this] { session_->DeleteObject(session_->HighlightedObject()); });
 
@@ -226,6 +257,15 @@ void MainWindow::CreateActions()
                              tr("Font, colours and width of outlines and numbers"));
     calibrationAction_ = make(tr("Ca&libration…"), QKeySequence(tr("Ctrl+K")),
                               tr("Scale and unit of the measurements"));
+    lineCalibrationAction_ =
+        make(tr("Calibrate from Li&ne…"), QKeySequence(tr("Ctrl+Shift+K")),
+             tr("Drag along a stage micrometer or scale bar and type its length"));
+    lineCalibrationAction_->setObjectName("lineCalibrationAction");
+    scaleBarAction_ = make(tr("Scale &Bar on Exported Images"), QKeySequence(),
+                           tr("Draw a scale bar in the calibrated unit on exported images"));
+    scaleBarAction_->setObjectName("scaleBarAction");
+    scaleBarAction_->setCheckable(true);
+    scaleBarAction_->setChecked(QSettings().value("export/scaleBar", false).toBool());
     aboutAction_ = make(tr("&About AutoCount Studio"), QKeySequence(), QString());
 
     connect(openAction_, &QAction::triggered, this, &MainWindow::OpenDialog);
@@ -250,6 +290,14 @@ void MainWindow::CreateActions()
     connect(filterAction_, &QAction::triggered, this, &MainWindow::ShowFilterDialog);
     connect(appearanceAction_, &QAction::triggered, this, &MainWindow::ShowAppearanceDialog);
     connect(calibrationAction_, &QAction::triggered, this, &MainWindow::ShowCalibrationDialog);
+    connect(lineCalibrationAction_, &QAction::triggered, this, [this] {
+        // The line takes the mouse from the count, not from adding by hand.
+        handAction_->setChecked(false);
+        calibrationLine_->Begin();
+    });
+    connect(calibrationLine_, &CalibrationLine::calibrated, this, &MainWindow::ApplyCalibration);
+    connect(scaleBarAction_, &QAction::toggled, this,
+            [](bool on) { QSettings().setValue("export/scaleBar", on); });
     connect(aboutAction_, &QAction::triggered, this, [this] {
         QMessageBox::about(this, tr("About AutoCount Studio"),
                            tr("<b>AutoCount Studio</b> %1<br>Counts and measures objects in "
@@ -267,6 +315,9 @@ void MainWindow::CreateMenus()
     connect(recent_, &RecentFiles::openRequested, this, &MainWindow::OpenImage);
     file->addAction(captureAction_);
     file->addSeparator();
+    file->addAction(openWorkAction_);
+    file->addAction(saveWorkAction_);
+    file->addSeparator();
     file->addAction(loadSettingsAction_);
     file->addAction(saveSettingsAction_);
     file->addSeparator();
@@ -283,6 +334,7 @@ void MainWindow::CreateMenus()
     edit->addAction(redoAction_);
     edit->addSeparator();
     edit->addAction(deleteAction_);
+    edit->addAction(handAction_);
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addAction(zoomInAction_);
@@ -302,6 +354,8 @@ void MainWindow::CreateMenus()
     count->addAction(filterAction_);
     count->addAction(appearanceAction_);
     count->addAction(calibrationAction_);
+    count->addAction(lineCalibrationAction_);
+    count->addAction(scaleBarAction_);
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
     help->addAction(aboutAction_);
@@ -419,7 +473,7 @@ void MainWindow::OpenDialog()
 bool MainWindow::ExportReport(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteReport(session_->Manager(), path, &error)) {
+    if (!ResultExport::WriteReport(session_->Result(), path, &error)) {
         if (!quiet)
             ShowError(error);
         return false;
@@ -437,7 +491,7 @@ bool MainWindow::ExportReport(const QString& path, bool quiet)
 bool MainWindow::ExportTable(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteTable(session_->Manager(), path, session_->Settings(), imagePath_,
+    if (!ResultExport::WriteTable(session_->Result(), path, session_->Settings(), imagePath_,
                                   &error)) {
         if (!quiet)
             ShowError(error);
@@ -479,6 +533,35 @@ bool MainWindow::LoadSettings(const QString& path, bool quiet)
     return true;
 }
 
+bool MainWindow::SaveWork(const QString& path, bool quiet)
+{
+    QString error;
+    if (!savedwork::Save(*session_, imagePath_, path, &error)) {
+        if (!quiet)
+            ShowError(error);
+        return false;
+    }
+    statusBar()->showMessage(tr("Work saved to %1").arg(path), 5000);
+    return true;
+}
+
+bool MainWindow::OpenWork(const QString& path, bool quiet)
+{
+    QString error;
+    workfile::Work work;
+    const bool read = savedwork::Read(path, work, &error);
+    if (read && !OpenImage(work.image))
+        return false;
+    if (!read || !savedwork::Restore(*session_, work, &error)) {
+        if (!quiet)
+            ShowError(tr("%1: %2").arg(path, error));
+        return false;
+    }
+    UpdateState();
+    statusBar()->showMessage(tr("Work opened from %1").arg(path), 5000);
+    return true;
+}
+
 bool MainWindow::ProcessFolder(const QString& input, const QString& output, bool quiet)
 {
     if (!folder_->Start(input, output, session_->Settings())) {
@@ -517,7 +600,9 @@ void MainWindow::FolderRunEnded(bool cancelled, int counted, int failed, const Q
 bool MainWindow::ExportAnnotatedImage(const QString& path, bool quiet)
 {
     QString error;
-    if (!ResultExport::WriteAnnotatedImage(session_->Manager(), path, &error)) {
+    picture::Options options;
+    options.scaleBar = scaleBarAction_->isChecked();
+    if (!ResultExport::WriteAnnotatedImage(session_->Result(), path, &error, options)) {
         if (!quiet)
             ShowError(error);
         return false;
@@ -618,7 +703,11 @@ void MainWindow::ShowCalibrationDialog()
     CalibrationDialog dialog(Calibration::Load(), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    const Calibration calibration = dialog.Value();
+    ApplyCalibration(dialog.Value());
+}
+
+void MainWindow::ApplyCalibration(const Calibration& calibration)
+{
     calibration.Save();
     // The filter keeps the same objects: its bounds follow into the new unit.
     Calibration::ConvertFilterRanges(Calibration::Current().scale, calibration.scale);
@@ -648,13 +737,17 @@ void MainWindow::UpdateState()
     nextAction_->setEnabled(idle && step >= 1 && step < 4);
     finishAction_->setEnabled(idle && results);
     deleteAction_->setEnabled(idle && results);
+    handAction_->setEnabled(idle && results);
     cancelAction_->setEnabled(idle && step >= 1 && step <= 4);
     exportReportAction_->setEnabled(idle && results);
     exportImageAction_->setEnabled(idle && canvas_->HasImage());
     exportTableAction_->setEnabled(idle && results);
+    saveWorkAction_->setEnabled(idle && results);
+    openWorkAction_->setEnabled(idle);
     loadSettingsAction_->setEnabled(idle);
     filterAction_->setEnabled(idle);
     calibrationAction_->setEnabled(idle);
+    lineCalibrationAction_->setEnabled(idle && canvas_->HasImage());
     UpdateUndo();
     UpdateResults();
 }
@@ -677,9 +770,9 @@ void MainWindow::UpdateResults()
 {
     if (session_->Step() == AutoCountManager::STEP_RESULTS) {
         steps_->Results()->Refresh();
-        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
-    } else if (session_->Step() == AutoCountManager::STEP_ENDED && session_->ObjectCount() > 0) {
-        countLabel_->setText(tr("Count: %1").arg(session_->ObjectCount()));
+        countLabel_->setText(tr("Count: %1").arg(session_->TotalCount()));
+    } else if (session_->Step() == AutoCountManager::STEP_ENDED && session_->TotalCount() > 0) {
+        countLabel_->setText(tr("Count: %1").arg(session_->TotalCount()));
     } else {
         countLabel_->clear();
     }

@@ -12,6 +12,8 @@ class QLabel;
 class QUndoStack;
 QT_END_NAMESPACE
 
+struct Calibration;
+class CalibrationLine;
 class CameraSource;
 class CountingSession;
 class FolderRun;
@@ -49,6 +51,10 @@ public:
     /// background with the current settings, with a progress dialog.
     bool ProcessFolder(const QString& input, const QString& output, bool quiet = false);
     FolderRun* Folder() const { return folder_; }
+    /// Saves the whole work of the count in its results to @p path (workfile).
+    bool SaveWork(const QString& path, bool quiet = false);
+    /// Opens a work file: its image, and the count done again as saved.
+    bool OpenWork(const QString& path, bool quiet = false);
 
     ImageView* View() const { return view_; }
     CountingSession* Session() const { return session_; }
@@ -76,6 +82,8 @@ private:
     void ShowFilterDialog();
     void ShowAppearanceDialog();
     void ShowCalibrationDialog();
+    /// Makes @p calibration current and remembered; the filters keep their objects.
+    void ApplyCalibration(const Calibration& calibration);
     void StartCounting();
     void UpdateState();
     void UpdateResults();
@@ -93,6 +101,7 @@ private:
     RecentFiles* recent_ = nullptr;
     CameraSource* camera_;
     FolderRun* folder_;
+    CalibrationLine* calibrationLine_;
     QLabel* stepLabel_;
     QLabel* countLabel_;
     QLabel* zoomLabel_;
@@ -108,10 +117,13 @@ private:
     QAction* saveSettingsAction_ = nullptr;
     QAction* loadSettingsAction_ = nullptr;
     QAction* processFolderAction_ = nullptr;
+    QAction* saveWorkAction_ = nullptr;
+    QAction* openWorkAction_ = nullptr;
     QAction* quitAction_ = nullptr;
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
     QAction* deleteAction_ = nullptr;
+    QAction* handAction_ = nullptr;
     QAction* zoomInAction_ = nullptr;
     QAction* zoomOutAction_ = nullptr;
     QAction* fitAction_ = nullptr;
@@ -124,5 +136,7 @@ private:
     QAction* filterAction_ = nullptr;
     QAction* appearanceAction_ = nullptr;
     QAction* calibrationAction_ = nullptr;
+    QAction* lineCalibrationAction_ = nullptr;
+    QAction* scaleBarAction_ = nullptr;
     QAction* aboutAction_ = nullptr;
 };

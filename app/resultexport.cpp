@@ -1,7 +1,6 @@
 #include "resultexport.h"
 
 #include "checkedfile.h"
-#include "controllerresult.h"
 #include "picture.h"
 #include "report.h"
 #include "tablewriters.h"
@@ -21,10 +20,11 @@ QString Tr(const char* text)
 }
 
 /// The results' picture in the look the user chose for the targets.
-QImage Picture(const countrun::CountResult& result)
+QImage Picture(const countrun::CountResult& result,
+               const picture::Options& options = picture::Options())
 {
-    return picture::Render(result,
-                           AutoCountManager::targetDrawPropertyManager.GetTargetDrawProperty());
+    return picture::Render(
+        result, AutoCountManager::targetDrawPropertyManager.GetTargetDrawProperty(), options);
 }
 
 bool FolderExists(const QString& path, QString* error)
@@ -40,11 +40,10 @@ bool FolderExists(const QString& path, QString* error)
 
 namespace ResultExport {
 
-bool WriteReport(const AutoCountManager* manager, const QString& path, QString* error)
+bool WriteReport(const countrun::CountResult& result, const QString& path, QString* error)
 {
     if (!FolderExists(path, error))
         return false;
-    const countrun::CountResult result = countrun::FromController(*manager);
     if (report::Write(path, result, picture::Png(Picture(result)), error))
         return true;
     return false;
@@ -67,21 +66,21 @@ bool WriteSettingsBeside(const QString& path, const CountSettings& settings, con
                               outputs::SettingsFile(settings, image), error);
 }
 
-bool WriteTable(const AutoCountManager* manager, const QString& path, const CountSettings& settings,
-                const QString& image, QString* error)
+bool WriteTable(const countrun::CountResult& result, const QString& path,
+                const CountSettings& settings, const QString& image, QString* error)
 {
     if (!FolderExists(path, error))
         return false;
-    const ImageResult result = countrun::Summarise(image, countrun::FromController(*manager));
-    return checkedfile::Write(path, outputs::TableCsv(result), error) &&
+    return checkedfile::Write(path, outputs::TableCsv(countrun::Summarise(image, result)), error) &&
            WriteSettingsBeside(path, settings, image, error);
 }
 
-bool WriteAnnotatedImage(const AutoCountManager* manager, const QString& path, QString* error)
+bool WriteAnnotatedImage(const countrun::CountResult& result, const QString& path, QString* error,
+                         const picture::Options& options)
 {
     if (!FolderExists(path, error))
         return false;
-    const QImage image = Picture(countrun::FromController(*manager));
+    const QImage image = Picture(result, options);
     if (image.isNull()) {
         if (error)
             *error = Tr("%1: there is no image to save").arg(path);

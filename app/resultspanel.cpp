@@ -1,6 +1,7 @@
 #include "resultspanel.h"
 
 #include "countingsession.h"
+#include "handmarks.h"
 #include "resultoverlay.h"
 #include "sizedistributionchart.h"
 #include "sortableobjecttable.h"
@@ -146,12 +147,14 @@ void ResultsPanel::Refresh()
     {
         const QSignalBlocker block(objects_);
         selecting_ = true;
-        objects_->SetRows(objectRows);
+        QList<QStringList> listed = objectRows;
+        session_->Hand()->AppendRows(listed);
+        objects_->SetRows(listed);
         selecting_ = false;
     }
     Fill(statistics_, statisticRows);
     distribution_->SetTable(objectRows);
-    const int count = session_->ObjectCount();
+    const int count = session_->TotalCount();
     count_->setText(count == 1 ? tr("1 object") : tr("%1 objects").arg(count));
     {
         const QSignalBlocker block(displayMode_);

@@ -187,7 +187,8 @@ ImageResult Summarise(const QString& file, const CountResult& r)
     result.file = file;
     result.width = r.image.cols;
     result.height = r.image.rows;
-    result.count = r.Count();
+    result.count = r.Count() + static_cast<int>(r.handAdded.size());
+    result.handAdded = static_cast<int>(r.handAdded.size());
     result.unit = r.unit;
     result.scale = r.scale;
     result.lowThreshold = r.core.thresholds.low;
@@ -198,7 +199,7 @@ ImageResult Summarise(const QString& file, const CountResult& r)
         double sum = 0;
         for (const parResult& record : valid)
             sum += countcore::DataValue(0, record, r.scale);
-        result.meanArea = sum / result.count;
+        result.meanArea = sum / static_cast<double>(valid.size());
     }
 
     // Every measurement straight from the records, not from the module's
@@ -210,6 +211,10 @@ ImageResult Summarise(const QString& file, const CountResult& r)
         result.objects.push_back(
             objectdata::MakeRow(static_cast<int>(i) + 1, valid[i], contour, r.scale));
     }
+    // The objects marked by hand follow, with their position only.
+    for (size_t i = 0; i < r.handAdded.size(); ++i)
+        result.objects.push_back(objectdata::MarkerRow(static_cast<int>(valid.size() + i) + 1,
+                                                       r.handAdded[i].x, r.handAdded[i].y));
     result.channelKeys = r.channels.keys;
     result.channelRows = r.channels.rows;
     for (int type = 0; type < countcore::kDataTypeCount; ++type) {

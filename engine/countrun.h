@@ -41,7 +41,11 @@ struct CountResult
     QString error;                   ///< why the image could not be counted; empty on success
     preparation::Report preparation; ///< what the preparation found; ran false when off
     channelmeasures::Table channels; ///< per valid object, in the other planes
+    /// Objects the user marked by hand where the count missed them, in image
+    /// pixels; they are counted and numbered after the valid objects.
+    std::vector<cv::Point2d> handAdded;
 
+    /// The valid objects, without those added by hand.
     int Count() const { return static_cast<int>(core.validRecords.size()); }
 };
 

@@ -39,7 +39,8 @@ struct ImageResult
     QString error; ///< why the image was not counted; empty on success
     int width = 0; ///< image size in pixels
     int height = 0;
-    int count = 0;                  ///< valid objects
+    int count = 0;                  ///< valid objects and those added by hand
+    int handAdded = 0;              ///< the last handAdded object rows were marked by hand
     QString unit;                   ///< length unit of the calibration
     double scale = 1.0;             ///< units per pixel
     std::optional<double> meanArea; ///< calibrated; empty without objects

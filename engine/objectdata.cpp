@@ -73,6 +73,21 @@ const std::array<const char*, 6>& StatisticKeys()
     return keys;
 }
 
+Row MarkerRow(int number, double x, double y)
+{
+    Row row;
+    row.fill(std::nan(""));
+    row[0] = number;
+    for (int c = 1; c < kColumnCount; ++c) {
+        const QByteArray key(Keys()[static_cast<size_t>(c)]);
+        if (key == "center_x" || key == "centroid_x")
+            row[static_cast<size_t>(c)] = x;
+        else if (key == "center_y" || key == "centroid_y")
+            row[static_cast<size_t>(c)] = y;
+    }
+    return row;
+}
+
 Row MakeRow(int number, const parResult& record, const Contour& contour, double scale)
 {
     Row row{};

@@ -49,6 +49,10 @@ using Row = std::array<double, kColumnCount>;
 /// The row of object @p number (1-based) with its @p record and @p contour.
 Row MakeRow(int number, const parResult& record, const Contour& contour, double scale);
 
+/// The row of object @p number that the user marked by hand at pixel
+/// (@p x, @p y): its centre and centroid there, every measurement empty (NaN).
+Row MarkerRow(int number, double x, double y);
+
 /// A number in the shortest form that reads back to the same double;
 /// whole numbers without a point (but "-0.0" for a negative zero). NaN and
 /// infinities give an empty string.

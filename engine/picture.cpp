@@ -1,6 +1,7 @@
 #include "picture.h"
 
 #include "pngencoder.h"
+#include "scalebar.h"
 
 #include "autocount/drawproperty/targetdrawpropertymanager.h"
 
@@ -11,6 +12,7 @@
 #include <QPainter>
 #include <QPolygonF>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -45,7 +47,8 @@ TARGET_DRAW_PROPERTY CurrentLook()
     return properties.GetTargetDrawProperty();
 }
 
-QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& look)
+QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& look,
+              const Options& options)
 {
     const cv::Mat& source = result.image;
     if (source.empty() || source.type() != CV_8UC3)
@@ -82,7 +85,28 @@ QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& l
         box.moveCenter(QPointF(records[i].centerX, records[i].centerY));
         painter.drawText(box, Qt::AlignCenter, label);
     }
+    // Objects added by hand: a cross where the user clicked, numbered on
+    // after the counted objects.
+    if (!result.handAdded.empty()) {
+        const double arm = std::max(4.0, look.font.pointSizeF());
+        painter.setPen(QPen(look.targetColor, std::max(1, look.contourWidth)));
+        for (const cv::Point2d& point : result.handAdded) {
+            const QPointF at(point.x, point.y);
+            painter.drawLine(at - QPointF(arm, 0), at + QPointF(arm, 0));
+            painter.drawLine(at - QPointF(0, arm), at + QPointF(0, arm));
+        }
+        painter.setPen(look.fontColor);
+        for (size_t i = 0; i < result.handAdded.size(); ++i) {
+            const QString label = QString::number(records.size() + i + 1);
+            QRectF box = metrics.boundingRect(label);
+            box.moveBottomLeft(
+                QPointF(result.handAdded[i].x + arm / 2, result.handAdded[i].y - arm / 2));
+            painter.drawText(box, Qt::AlignCenter, label);
+        }
+    }
     painter.end();
+    if (options.scaleBar)
+        scalebar::Draw(image, result.scale, result.unit);
     return image;
 }
 

@@ -25,8 +25,16 @@ bool EnsureGui(QString* error);
 /// properties of the module's settings file), or the defaults.
 TARGET_DRAW_PROPERTY CurrentLook();
 
+/// What a picture carries beyond the image, the regions and the objects.
+struct Options
+{
+    /// A scale bar in the calibration's unit (see scalebar.h).
+    bool scaleBar = false;
+};
+
 /// Renders @p result at one picture pixel per image pixel. Needs EnsureGui.
-QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& look);
+QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& look,
+              const Options& options = Options());
 
 /// @p image as PNG bytes; empty for a null image.
 QByteArray Png(const QImage& image);

@@ -68,13 +68,24 @@ QByteArray CsvUnitLine(const QString& unit)
 
 QByteArray TableCsv(const ImageResult& result)
 {
-    // The other planes' measurements follow the fixed keys.
-    QByteArray csv = CsvUnitLine(result.unit) + CsvLine(KeyList() + result.channelKeys);
+    // The other planes' measurements follow the fixed keys, and a flag of
+    // the objects added by hand when there are any.
+    const bool hand = result.handAdded > 0;
+    QStringList keys = KeyList() + result.channelKeys;
+    if (hand)
+        keys << QStringLiteral("by_hand");
+    QByteArray csv = CsvUnitLine(result.unit) + CsvLine(keys);
+    const size_t firstByHand = result.objects.size() - static_cast<size_t>(result.handAdded);
     for (size_t i = 0; i < result.objects.size(); ++i) {
         csv += RowFields(result.objects[i]);
         if (i < result.channelRows.size())
             for (double value : result.channelRows[i])
                 csv += ',' + Field(value);
+        else if (i >= firstByHand)
+            for (int k = 0; k < result.channelKeys.size(); ++k)
+                csv += ',';
+        if (hand)
+            csv += i >= firstByHand ? ",1" : ",0";
         csv += '\n';
     }
     return csv;

@@ -18,7 +18,9 @@ namespace outputs {
 QByteArray CsvUnitLine(const QString& unit);
 
 /// The object table of one image: the unit line, a header of the stable keys
-/// (objectdata::Keys()), then one row per object at full precision.
+/// (objectdata::Keys()), then one row per object at full precision. With
+/// objects added by hand, a last column "by_hand" says 1 for them, 0 for
+/// the others.
 QByteArray TableCsv(const ImageResult& result);
 /// The same table separated by tabs, for a path ending in .tsv.
 QByteArray TableTsv(const ImageResult& result);

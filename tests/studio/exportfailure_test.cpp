@@ -13,12 +13,12 @@ TEST_F(StudioTest, UnwritableReportPathsAreNamedAndLeaveNothing)
     notes.close();
     const QStringList before =
         QDir(folder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    AutoCountManager* manager = Session()->Manager();
+    const countrun::CountResult result = Session()->Result();
     for (const QString& path :
          {folder.filePath("no/such/r.xlsx"), folder.filePath("notes.txt/r.xlsx"),
           QString("/proc/autocount-r.xlsx")}) {
         QString error;
-        EXPECT_FALSE(ResultExport::WriteReport(manager, path, &error)) << path.toStdString();
+        EXPECT_FALSE(ResultExport::WriteReport(result, path, &error)) << path.toStdString();
         EXPECT_TRUE(error.startsWith(path + ": ")) << error.toStdString();
     }
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
