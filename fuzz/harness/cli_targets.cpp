@@ -79,7 +79,7 @@ void FuzzCliCommandLine(FuzzInput& in)
         arguments << QString::fromUtf8(part);
     try {
         const CommandLine line = commandline::Parse(arguments);
-        Require(line.jobs >= 1, "Parse: at least one job");
+        Require(line.jobs >= 0, "Parse: a number of jobs, 0 for one per core");
         Require(line.shard.first >= 1 && line.shard.first <= line.shard.second,
                 "Parse: shard K of N with 1 <= K <= N");
     } catch (const UsageError& error) {
