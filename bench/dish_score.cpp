@@ -17,6 +17,7 @@
 #include <QJsonObject>
 
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -72,8 +73,9 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    std::printf("%4s %5s %10s %6s | %6s %7s %7s %6s %6s %7s\n", "seed", "MP", "size", "truth",
-                "count", "F1", "err%", "splits", "merges", "seconds");
+    std::printf("%4s %5s %10s %6s | %6s %7s %7s %6s %6s %7s %7s %7s\n", "seed", "MP", "size",
+                "truth", "count", "F1", "err%", "splits", "merges", "seconds", "dish-dc",
+                "dish-dr");
     double worstF1 = 1, worstError = 0;
     long truth = 0, detected = 0;
     int images = 0;
@@ -100,9 +102,32 @@ int main(int argc, char** argv)
             const cv::Mat found =
                 countcore::LabelImage(scene.image.size(), result.core.validContours);
             const touchingcells::MatchScore s = touchingcells::Score(scene.labels, found);
-            std::printf("%4d %5.1f %4dx%-5d %6d | %6d %7.4f %+7.2f %6d %6d %7.2f\n", seed,
-                        megapixels, scene.image.cols, scene.image.rows, s.truth, s.detected, s.f1,
-                        100.0 * s.countError, s.splits, s.merges, seconds);
+            if (!write.empty()) {
+                // The objects found in red over the photograph.
+                cv::Mat overlay = scene.image.clone();
+                for (const Contour& c : result.core.validContours)
+                    cv::polylines(overlay, std::vector<Contour>{c}, true, cv::Scalar(0, 0, 255), 2);
+                if (result.dish)
+                    cv::circle(overlay,
+                               cv::Point(static_cast<int>(result.dish->x),
+                                         static_cast<int>(result.dish->y)),
+                               static_cast<int>(dish::CountedRadius(*result.dish)),
+                               cv::Scalar(255, 0, 0), 2);
+                cv::imwrite(write + "/found-" + std::to_string(seed) + "-" +
+                                std::to_string(static_cast<int>(std::lround(10 * megapixels))) +
+                                ".png",
+                            overlay);
+            }
+            // How far the rim found lies from the true one, pixels.
+            double off = 0, radiusOff = 0;
+            if (result.dish) {
+                off = std::hypot(result.dish->x - scene.dishCentre.x,
+                                 result.dish->y - scene.dishCentre.y);
+                radiusOff = result.dish->radius - scene.dishRadius;
+            }
+            std::printf("%4d %5.1f %4dx%-5d %6d | %6d %7.4f %+7.2f %6d %6d %7.2f %7.1f %+7.1f\n",
+                        seed, megapixels, scene.image.cols, scene.image.rows, s.truth, s.detected,
+                        s.f1, 100.0 * s.countError, s.splits, s.merges, seconds, off, radiusOff);
             std::fflush(stdout);
             worstF1 = std::min(worstF1, s.f1);
             if (std::abs(s.countError) > std::abs(worstError))
