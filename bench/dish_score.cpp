@@ -3,7 +3,7 @@
 // colonies (intersection over union above one half) and the count error.
 //
 // Usage: dish_score [--seeds A-B] [--megapixels 6,1.5] [--settings JSON]
-//                   [--write DIR]
+//                   [--glares N] [--colonies A-B] [--write DIR]
 // --settings: a settings object (the settings file's keys) on top of the
 // defaults, e.g. '{"dish":"auto"}'. --write: each photograph as
 // DIR/dish-SEED-MP.png, for looking at. Prints one line per image, then the
@@ -48,6 +48,9 @@ int main(int argc, char** argv)
     std::vector<double> sizes{6};
     QJsonObject json;
     std::string write;
+    int glares = dishphoto::SceneParams().glares;
+    int minColonies = dishphoto::SceneParams().minColonies;
+    int maxColonies = dishphoto::SceneParams().maxColonies;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const std::string value = i + 1 < argc ? argv[i + 1] : "";
@@ -57,6 +60,10 @@ int main(int argc, char** argv)
             sizes = Numbers(value);
         } else if (arg == "--settings") {
             json = QJsonDocument::fromJson(QByteArray::fromStdString(value)).object();
+        } else if (arg == "--glares") {
+            glares = std::atoi(value.c_str());
+        } else if (arg == "--colonies") {
+            std::sscanf(value.c_str(), "%d-%d", &minColonies, &maxColonies);
         } else if (arg == "--write") {
             write = value;
         } else {
@@ -84,6 +91,9 @@ int main(int argc, char** argv)
             dishphoto::SceneParams params;
             params.size = dishphoto::PhotoSize(megapixels);
             params.seed = static_cast<std::uint64_t>(seed);
+            params.glares = glares;
+            params.minColonies = minColonies;
+            params.maxColonies = maxColonies;
             const dishphoto::Scene scene = dishphoto::MakeScene(params);
             if (!write.empty())
                 cv::imwrite(write + "/dish-" + std::to_string(seed) + "-" +
@@ -125,9 +135,11 @@ int main(int argc, char** argv)
                                  result.dish->y - scene.dishCentre.y);
                 radiusOff = result.dish->radius - scene.dishRadius;
             }
-            std::printf("%4d %5.1f %4dx%-5d %6d | %6d %7.4f %+7.2f %6d %6d %7.2f %7.1f %+7.1f\n",
+            std::printf("%4d %5.1f %4dx%-5d %6d | %6d %7.4f %+7.2f %6d %6d %7.2f %7.1f %+7.1f "
+                        "%5.1f %5.1f\n",
                         seed, megapixels, scene.image.cols, scene.image.rows, s.truth, s.detected,
-                        s.f1, 100.0 * s.countError, s.splits, s.merges, seconds, off, radiusOff);
+                        s.f1, 100.0 * s.countError, s.splits, s.merges, seconds, off, radiusOff,
+                        result.preparation.objectRadius, result.preparation.discRadius);
             std::fflush(stdout);
             worstF1 = std::min(worstF1, s.f1);
             if (std::abs(s.countError) > std::abs(worstError))

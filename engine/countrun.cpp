@@ -111,7 +111,9 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     // dish the background step always runs: it takes the glare and the
     // uneven light away.
     preparation::Steps steps;
-    steps.smooth = settings.Prepares(PrepStep::Smooth);
+    // Colonies are even, not grainy: on a dish the smoothing would only
+    // fill the necks between touching ones.
+    steps.smooth = settings.Prepares(PrepStep::Smooth) && settings.dish == DishMode::None;
     steps.background = settings.Prepares(PrepStep::Background) || result.dish.has_value();
     steps.threshold = settings.Prepares(PrepStep::Threshold);
     const std::optional<stains::Vector> stain =
@@ -132,8 +134,13 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
         cv::Mat grey;
         const cv::Mat plane =
             stain ? stains::DensityPlane(source, *stain) : countcore::GreyImage(source, grey);
-        if (prepares)
-            result.preparation = preparation::Segment(plane, bright, regionMask, steps, binary);
+        if (prepares) {
+            preparation::Steps used = steps;
+            if (result.dish)
+                used.firstMask =
+                    dish::ObjectMask(plane, bright, regionMask, dish::CountedRadius(*result.dish));
+            result.preparation = preparation::Segment(plane, bright, regionMask, used, binary);
+        }
         if (!result.preparation.ran) {
             if (!stain) {
                 countcore::Segment(source, regionMask, request.segmentMode, request.channel,

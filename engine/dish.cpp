@@ -1,5 +1,7 @@
 #include "dish.h"
 
+#include "preparation.h"
+
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -271,7 +273,40 @@ cv::Mat Evened(const cv::Mat& image, const cv::Mat& disc, cv::Point2d centre, do
         }
     }
     cv::merge(planes, out);
+    // The camera's and the JPEG's noise, pixel to pixel.
+    cv::GaussianBlur(out, out, cv::Size(0, 0), kDenoiseShare * radius);
     return out;
+}
+
+cv::Mat ObjectMask(const cv::Mat& plane, bool bright, const cv::Mat& region, double radius)
+{
+    cv::Mat g;
+    if (bright)
+        g = plane;
+    else
+        cv::subtract(cv::Scalar(255), plane, g);
+    cv::Mat residual;
+    cv::subtract(g, preparation::Background(g, kObjectDisc * radius), residual, cv::noArray(),
+                 CV_32F);
+    cv::GaussianBlur(residual, residual, cv::Size(0, 0), 1.0);
+    std::vector<double> values;
+    for (int y = 0; y < residual.rows; y += 2) {
+        const float* r = residual.ptr<float>(y);
+        const unsigned char* m = region.ptr<unsigned char>(y);
+        for (int x = 0; x < residual.cols; x += 2)
+            if (m[x])
+                values.push_back(r[x]);
+    }
+    cv::Mat mask(plane.size(), CV_8UC1, cv::Scalar(0));
+    if (values.empty())
+        return mask;
+    const double middle = Median(values);
+    for (double& v : values)
+        v = std::abs(v - middle);
+    const double noise = std::max(0.25, kMadToSigma * Median(values));
+    cv::Mat above = residual > middle + kObjectNoise * noise;
+    above.copyTo(mask, region);
+    return mask;
 }
 
 cv::Mat Mask(cv::Size size, const Circle& rim)

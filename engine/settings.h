@@ -162,7 +162,8 @@ struct CountSettings
     /// Key "dish": with Auto the round dish is found and only its inside,
     /// within a margin for the rim, is counted (inside the regions too, when
     /// there are any); its glare and uneven light are taken away by the
-    /// preparation's background step, which then always runs.
+    /// preparation's background step, which then always runs; its
+    /// smoothing (for grainy objects) does not.
     DishMode dish = DishMode::None;
 
     bool Prepares(PrepStep step) const { return preparation.contains(step); }
