@@ -151,6 +151,12 @@ public:
      * their steps.
      */
     void ApplySettings(const CountSettings& settings);
+    /// Whether the images are photographs of a dish, counted inside its rim
+    /// (settings key "dish"). The studio's own count of the open image is the
+    /// module's and stays as it is; the setting goes to folder runs and to
+    /// the settings saved.
+    void SetDish(bool on);
+    bool Dish() const { return dish_; }
     /// @}
 
     /// Ends the idle cut worker thread so that the process can exit cleanly.
@@ -169,6 +175,7 @@ signals:
     /// The object with @p index was highlighted (by a click or by index).
     void objectHighlighted(int index);
     void binaryImageChanged();
+    void dishChanged(bool on);
 
 private:
     void OnHostEvent(int code, void* payload);
@@ -199,4 +206,5 @@ private:
     std::uint64_t separationRequest_ = 0; ///< the distance cut awaited, 0 for none
     std::unique_ptr<SeparationWorker> separation_;
     bool manualCut_ = false;
+    bool dish_ = false;
 };
