@@ -1,6 +1,7 @@
 #include "countrun.h"
 
 #include "catalogue.h"
+#include "dishagar.h"
 #include "separationworker.h"
 #include "sizefloor.h"
 #include "stains.h"
@@ -137,8 +138,8 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
         if (prepares) {
             preparation::Steps used = steps;
             if (result.dish)
-                used.firstMask =
-                    dish::ObjectMask(plane, bright, regionMask, dish::CountedRadius(*result.dish));
+                used.firstMask = dishagar::ObjectMask(plane, bright, regionMask,
+                                                      dish::CountedRadius(*result.dish));
             result.preparation = preparation::Segment(plane, bright, regionMask, used, binary);
         }
         if (!result.preparation.ran) {
@@ -160,7 +161,7 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     if (result.dish) {
         // Only the dish's box is segmented, with everything outside the
         // counted disc set to the agar's level and the glare taken down
-        // (dish::Evened): the size estimate, the background and the noise
+        // (dishagar::Evened): the size estimate, the background and the noise
         // then see the agar and its colonies alone.
         core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
                            cv::Mat& binary) {
@@ -170,7 +171,7 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
             if (box.empty())
                 return;
             const cv::Mat inside = disc(box) & regionMask(box);
-            const cv::Mat part = dish::Evened(
+            const cv::Mat part = dishagar::Evened(
                 image(box), disc(box), cv::Point2d(result.dish->x - box.x, result.dish->y - box.y),
                 dish::CountedRadius(*result.dish));
             cv::Mat found(box.size(), CV_8UC1, cv::Scalar(0));
