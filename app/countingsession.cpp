@@ -607,6 +607,7 @@ CountSettings CountingSession::Settings() const
             break;
         }
     s.speckFloor = 0;
+    s.dish = dish_ ? DishMode::Auto : DishMode::None;
     s.keepBorder = !AutoCountManager::isProcessBound;
     // Every range as the module holds it, so that nothing rests on defaults.
     s.defaultFilters = false;
@@ -622,6 +623,14 @@ CountSettings CountingSession::Settings() const
     s.scale = calibration.scale;
     s.unit = calibration.unit;
     return s;
+}
+
+void CountingSession::SetDish(bool on)
+{
+    if (dish_ == on)
+        return;
+    dish_ = on;
+    emit dishChanged(on);
 }
 
 void CountingSession::ApplySettings(const CountSettings& s)
@@ -640,6 +649,7 @@ void CountingSession::ApplySettings(const CountSettings& s)
                            ranges[static_cast<size_t>(type)].maxValue};
     }
     AutoCountManager::isProcessBound = !s.keepBorder;
+    SetDish(s.dish == DishMode::Auto);
     AutoCountManager::histogramChannel = static_cast<int>(s.channel);
     AutoCountManager::lowThresh = s.low;
     AutoCountManager::highThresh = s.high;

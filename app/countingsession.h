@@ -164,6 +164,12 @@ public:
      * their steps.
      */
     void ApplySettings(const CountSettings& settings);
+    /// Whether the images are photographs of a dish, counted inside its rim
+    /// (settings key "dish"). The studio's own count of the open image is the
+    /// module's and stays as it is; the setting goes to folder runs and to
+    /// the settings saved.
+    void SetDish(bool on);
+    bool Dish() const { return dish_; }
     /// @}
 
     /// Ends the idle cut worker thread so that the process can exit cleanly.
@@ -182,6 +188,7 @@ signals:
     /// The object with @p index was highlighted (by a click or by index).
     void objectHighlighted(int index);
     void binaryImageChanged();
+    void dishChanged(bool on);
 
 private:
     void OnHostEvent(int code, void* payload);
@@ -218,4 +225,5 @@ private:
     int separationKind_ = 0;              ///< the history's kind of the cut awaited
     std::unique_ptr<SeparationWorker> separation_;
     bool manualCut_ = false;
+    bool dish_ = false;
 };

@@ -280,6 +280,11 @@ struct Options
                              "stain (colour deconvolution) instead of the grey image; objects "
                              "are where the stain is dense.",
                              "hematoxylin|eosin|dab|R,G,B"};
+    QCommandLineOption dish{"dish",
+                            "auto: the image is a photograph of a round dish; find it and count "
+                            "only inside its rim (and inside the regions, when given), with its "
+                            "glare and uneven light taken away. none (default): the whole image.",
+                            "auto|none"};
     Options() { worker.setFlags(QCommandLineOption::HiddenFromHelp); }
 };
 
@@ -309,8 +314,8 @@ void AddOptions(QCommandLineParser& parser, Options& o)
                                        &o.quiet,        &o.verbose,
                                        &o.recursive,    &o.overview,
                                        &o.preparation,  &o.measureChannels,
-                                       &o.stain,        &o.help,
-                                       &o.version})
+                                       &o.stain,        &o.dish,
+                                       &o.help,         &o.version})
         parser.addOption(*option);
     for (QCommandLineOption* option : {&o.page, &o.bits, &o.range, &o.maxPixels})
         parser.addOption(*option);
@@ -502,6 +507,8 @@ CommandLine Parse(const QStringList& arguments)
                                   {"off", "on"}) == 1;
     if (parser.isSet(o.stain))
         s.stain = Single(parser, "stain");
+    if (parser.isSet(o.dish))
+        s.dish = countsettings::ParseDish("--dish", Single(parser, "dish"));
     if (parser.isSet(o.noDefaultFilters))
         s.defaultFilters = false;
     if (parser.isSet(o.filter)) {

@@ -206,6 +206,13 @@ int Run(CommandLine c)
             for (const QString& note : c.quiet ? QStringList() : result.source.notes)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
+            if (c.verbose && result.ok() && result.dish)
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1: dish centre %2, %3, "
+                                                          "radius %4 px")
+                                               .arg(result.file)
+                                               .arg(result.dish->x, 0, 'f', 1)
+                                               .arg(result.dish->y, 0, 'f', 1)
+                                               .arg(result.dish->radius, 0, 'f', 1));
             if (c.verbose && result.countMs >= 0)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
                                                           "written in %3 ms")

@@ -1,11 +1,14 @@
 #include "countrun.h"
 
 #include "catalogue.h"
+#include "dishagar.h"
 #include "separationworker.h"
 #include "sizefloor.h"
 #include "stains.h"
 
 #include "autocount/alg/alg.h"
+
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -93,41 +96,91 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     countcore::Hooks core;
     core.cancelled = hooks.cancelled;
     core.progress = hooks.progress;
+
+    // A dish is found first; without one there is nothing to count.
+    if (settings.dish == DishMode::Auto) {
+        result.dish = dish::Find(image);
+        if (!result.dish) {
+            result.error = QStringLiteral("no dish found (--dish auto): no round rim stands out");
+            result.image.release();
+            return result;
+        }
+    }
+
     // The preparation replaces the automatic threshold (the manual band is
-    // the user's own); measurement stays on the image as it is.
+    // the user's own); measurement stays on the image as it is. Inside a
+    // dish the background step always runs: it takes the glare and the
+    // uneven light away.
     preparation::Steps steps;
-    steps.smooth = settings.Prepares(PrepStep::Smooth);
-    steps.background = settings.Prepares(PrepStep::Background);
+    // Colonies are even, not grainy: on a dish the smoothing would only
+    // fill the necks between touching ones.
+    steps.smooth = settings.Prepares(PrepStep::Smooth) && settings.dish == DishMode::None;
+    steps.background = settings.Prepares(PrepStep::Background) || result.dish.has_value();
     steps.threshold = settings.Prepares(PrepStep::Threshold);
     const std::optional<stains::Vector> stain =
         settings.stain.isEmpty() ? std::nullopt : stains::Parse(settings.stain);
     const bool prepares = steps.smooth || steps.background || steps.threshold;
-    if (settings.mode != SegmentMode::Manual && (prepares || stain)) {
-        core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
-                           cv::Mat& binary) {
-            // A stain's density is high on the objects: bright objects.
-            const bool bright = stain || settings.mode == SegmentMode::Bright;
+    const bool engineSegments = settings.mode != SegmentMode::Manual && (prepares || stain);
+    // Segments @p source (the image or a part of it) inside @p regionMask.
+    auto segment = [&](const cv::Mat& source, const cv::Mat& regionMask,
+                       countcore::Thresholds& thresholds, cv::Mat& binary) {
+        if (!engineSegments) {
             cv::Mat grey;
-            const cv::Mat plane =
-                stain ? stains::DensityPlane(image, *stain) : countcore::GreyImage(image, grey);
-            if (prepares)
-                result.preparation = preparation::Segment(plane, bright, regionMask, steps, binary);
-            if (!result.preparation.ran) {
-                if (!stain) {
-                    countcore::Segment(image, regionMask, request.segmentMode, request.channel,
-                                       thresholds, grey, binary);
-                    return;
-                }
-                binary.setTo(0);
-                AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
-                thresholds.high = 255;
+            countcore::Segment(source, regionMask, request.segmentMode, request.channel, thresholds,
+                               grey, binary);
+            return;
+        }
+        // A stain's density is high on the objects: bright objects.
+        const bool bright = stain || settings.mode == SegmentMode::Bright;
+        cv::Mat grey;
+        const cv::Mat plane =
+            stain ? stains::DensityPlane(source, *stain) : countcore::GreyImage(source, grey);
+        if (prepares) {
+            preparation::Steps used = steps;
+            if (result.dish)
+                used.firstMask = dishagar::ObjectMask(plane, bright, regionMask,
+                                                      dish::CountedRadius(*result.dish));
+            result.preparation = preparation::Segment(plane, bright, regionMask, used, binary);
+        }
+        if (!result.preparation.ran) {
+            if (!stain) {
+                countcore::Segment(source, regionMask, request.segmentMode, request.channel,
+                                   thresholds, grey, binary);
                 return;
             }
-            const int level =
-                std::clamp(static_cast<int>(std::lround(result.preparation.floor)), 0, 255);
-            thresholds =
-                bright ? countcore::Thresholds{level, 255} : countcore::Thresholds{0, 255 - level};
+            binary.setTo(0);
+            AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
+            thresholds.high = 255;
+            return;
+        }
+        const int level =
+            std::clamp(static_cast<int>(std::lround(result.preparation.floor)), 0, 255);
+        thresholds =
+            bright ? countcore::Thresholds{level, 255} : countcore::Thresholds{0, 255 - level};
+    };
+    if (result.dish) {
+        // Only the dish's box is segmented, with everything outside the
+        // counted disc set to the agar's level and the glare taken down
+        // (dishagar::Evened): the size estimate, the background and the noise
+        // then see the agar and its colonies alone.
+        core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
+                           cv::Mat& binary) {
+            const cv::Mat disc = dish::Mask(image.size(), *result.dish);
+            const cv::Rect box = cv::boundingRect(disc);
+            binary.setTo(0);
+            if (box.empty())
+                return;
+            const cv::Mat inside = disc(box) & regionMask(box);
+            const cv::Mat part = dishagar::Evened(
+                image(box), disc(box), cv::Point2d(result.dish->x - box.x, result.dish->y - box.y),
+                dish::CountedRadius(*result.dish));
+            cv::Mat found(box.size(), CV_8UC1, cv::Scalar(0));
+            segment(part, inside, thresholds, found);
+            found.copyTo(binary(box));
         };
+    } else if (engineSegments) {
+        core.segment = [&](const cv::Mat& regionMask, countcore::Thresholds& thresholds,
+                           cv::Mat& binary) { segment(image, regionMask, thresholds, binary); };
     }
     const bool fillHoles =
         settings.mode != SegmentMode::Manual && settings.Prepares(PrepStep::Holes);
@@ -215,6 +268,7 @@ ImageResult Summarise(const QString& file, const CountResult& r)
     for (size_t i = 0; i < r.handAdded.size(); ++i)
         result.objects.push_back(objectdata::MarkerRow(static_cast<int>(valid.size() + i) + 1,
                                                        r.handAdded[i].x, r.handAdded[i].y));
+    result.dish = r.dish;
     result.channelKeys = r.channels.keys;
     result.channelRows = r.channels.rows;
     for (int type = 0; type < countcore::kDataTypeCount; ++type) {

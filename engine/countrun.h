@@ -5,6 +5,7 @@
 // process-wide calibration, so counts may run on several threads at once.
 
 #include "channelmeasures.h"
+#include "dish.h"
 #include "imageresult.h"
 #include "preparation.h"
 #include "settings.h"
@@ -17,6 +18,7 @@
 #include <opencv2/core.hpp>
 
 #include <functional>
+#include <optional>
 
 namespace countrun {
 
@@ -32,15 +34,16 @@ struct Hooks
 /// The result of one count, with what the writers need to picture it.
 struct CountResult
 {
-    cv::Mat image;                   ///< the image counted (8-bit BGR)
-    countcore::Result core;          ///< objects, contours, thresholds
-    ContourList regions;             ///< the regions counted in, in pixels (empty: whole image)
-    double scale = 1.0;              ///< units per pixel
-    QString unit;                    ///< length unit of the calibration
-    QStringList typeNames;           ///< display names of core.types, with units
-    QString error;                   ///< why the image could not be counted; empty on success
-    preparation::Report preparation; ///< what the preparation found; ran false when off
-    channelmeasures::Table channels; ///< per valid object, in the other planes
+    cv::Mat image;                    ///< the image counted (8-bit BGR)
+    countcore::Result core;           ///< objects, contours, thresholds
+    ContourList regions;              ///< the regions counted in, in pixels (empty: whole image)
+    double scale = 1.0;               ///< units per pixel
+    QString unit;                     ///< length unit of the calibration
+    QStringList typeNames;            ///< display names of core.types, with units
+    QString error;                    ///< why the image could not be counted; empty on success
+    preparation::Report preparation;  ///< what the preparation found; ran false when off
+    channelmeasures::Table channels;  ///< per valid object, in the other planes
+    std::optional<dish::Circle> dish; ///< the dish's rim, with --dish auto
     /// Objects the user marked by hand where the count missed them, in image
     /// pixels; they are counted and numbered after the valid objects.
     std::vector<cv::Point2d> handAdded;

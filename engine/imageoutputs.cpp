@@ -38,7 +38,8 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
         settingsFiles << sidecar;
         QString error;
         written(sidecar,
-                checkedfile::Write(sidecar, outputs::SettingsFile(settings, result.file), &error),
+                checkedfile::Write(
+                    sidecar, outputs::SettingsFile(settings, result.file, result.dish), &error),
                 error);
     };
 

@@ -71,6 +71,11 @@ std::optional<double> Cell(const QString& text)
     return value;
 }
 
+QJsonObject DishJson(const dish::Circle& rim)
+{
+    return QJsonObject{{"x", rim.x}, {"y", rim.y}, {"radius", rim.radius}};
+}
+
 QJsonObject ToJson(const ImageResult& r)
 {
     QJsonObject json{{"file", r.file}};
@@ -85,6 +90,8 @@ QJsonObject ToJson(const ImageResult& r)
     json.insert("scale", r.scale);
     json.insert("meanArea", Optional(r.meanArea));
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
+    if (r.dish)
+        json.insert("dish", imageresult::DishJson(*r.dish));
     // Rows as text in key order, each value in its exact shortest form (Qt's
     // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
@@ -137,6 +144,11 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     const QJsonArray threshold = json.value("threshold").toArray();
     r.lowThreshold = threshold.at(0).toInt();
     r.highThreshold = threshold.at(1).toInt();
+    if (json.value("dish").isObject()) {
+        const QJsonObject d = json.value("dish").toObject();
+        r.dish = dish::Circle{d.value("x").toDouble(), d.value("y").toDouble(),
+                              d.value("radius").toDouble()};
+    }
     for (const QJsonValue& item : json.value("objects").toArray()) {
         const std::vector<std::optional<double>> values = Split(item.toString());
         objectdata::Row row{};
@@ -286,6 +298,20 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
             out += '}';
         }
         out += "],";
+        if (r.dish) {
+            // The dish's rim, in pixels: centre and radius.
+            AppendKey(out, "dish");
+            out += '{';
+            AppendKey(out, "x");
+            AppendNumber(out, r.dish->x);
+            out += ',';
+            AppendKey(out, "y");
+            AppendNumber(out, r.dish->y);
+            out += ',';
+            AppendKey(out, "radius");
+            AppendNumber(out, r.dish->radius);
+            out += "},";
+        }
         // How the image was read: page, conversion, calibration and notes;
         // and, for deeper samples, the intensities in the file's own units.
         AppendKey(out, "input");

@@ -3,6 +3,7 @@
 // The result of counting one image, as the run produces it, as a worker
 // process hands it back, and as the JSON output carries it.
 
+#include "dish.h"
 #include "imagesource.h"
 #include "objectdata.h"
 
@@ -46,6 +47,7 @@ struct ImageResult
     std::optional<double> meanArea; ///< calibrated; empty without objects
     int lowThreshold = 0;
     int highThreshold = 255;
+    std::optional<dish::Circle> dish; ///< the dish's rim, with --dish auto
     /// One row per valid object, numbered 1..count, keyed by objectdata::Keys().
     std::vector<objectdata::Row> objects;
     /// Measurements of the objects in the image's other planes (see
@@ -80,6 +82,8 @@ struct ImageResult
 namespace imageresult {
 
 QJsonObject ToJson(const ImageResult& result);
+/// The dish's rim as the outputs carry it: {"x", "y", "radius"}, pixels.
+QJsonObject DishJson(const dish::Circle& rim);
 /// Reads what ToJson wrote; returns false for anything else.
 bool FromJson(const QJsonObject& json, ImageResult& result);
 

@@ -70,6 +70,11 @@ QImage Render(const countrun::CountResult& result, const TARGET_DRAW_PROPERTY& l
     painter.setPen(QPen(Qt::green, 0));
     for (const Contour& region : result.regions)
         painter.drawPolygon(countcore::OutlinePolygon(region));
+    // On a dish, the disc counted in.
+    if (result.dish) {
+        const double r = dish::CountedRadius(*result.dish);
+        painter.drawEllipse(QPointF(result.dish->x + 0.5, result.dish->y + 0.5), r, r);
+    }
 
     // The outlines, then the numbers centred on each object's enclosing circle.
     painter.setPen(QPen(look.targetColor, look.contourWidth));

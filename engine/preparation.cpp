@@ -80,6 +80,12 @@ void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat
         small = grey.clone();
     cv::GaussianBlur(small, small, cv::Size(0, 0), 1.0);
     cv::threshold(small, firstMask, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+    MaskRadii(firstMask, factor, typical, largest);
+}
+
+void MaskRadii(cv::Mat& firstMask, int factor, double& typical, double& largest)
+{
+    typical = largest = 0;
     const int on = cv::countNonZero(firstMask);
     if (on == 0 || on == static_cast<int>(firstMask.total()))
         return;
@@ -165,7 +171,12 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     double typical = 0, largest = 0;
     cv::Mat first;
     int factor = 1;
-    EstimateSize(g, typical, largest, first, factor);
+    if (steps.firstMask.empty()) {
+        EstimateSize(g, typical, largest, first, factor);
+    } else {
+        first = steps.firstMask.clone();
+        MaskRadii(first, factor, typical, largest);
+    }
     if (typical <= 0)
         return report; // nothing stands out: the module's threshold decides
     report.ran = true;

@@ -76,6 +76,12 @@ struct Steps
     bool smooth = true;
     bool background = true;
     bool threshold = true;
+    /// When set (255 on the objects, the image's size): the first mask of
+    /// step 1 instead of the Otsu one, for images whose objects are known
+    /// apart from their background already (a dish's colonies on its
+    /// evened agar, where objects may cover too little of the image for
+    /// Otsu).
+    cv::Mat firstMask;
 };
 
 /// What the preparation found and used, for the outputs.
@@ -97,6 +103,11 @@ struct Report
 /// mask at the reduced scale, @p factor the reduction.
 void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,
                   int& factor);
+
+/// Typical and largest radius of the components of @p firstMask (255
+/// objects), taken at 1/@p factor of the image's scale; fills the mask's
+/// holes in place where they are holes of one object (step 1).
+void MaskRadii(cv::Mat& firstMask, int factor, double& typical, double& largest);
 
 /// The background of @p grey (8-bit or CV_32F, objects bright) under a disc
 /// of radius @p radius: an opening, smoothed, at the image's size (CV_32F).

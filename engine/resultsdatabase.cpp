@@ -91,6 +91,10 @@ QByteArray Schema()
            "    measurement TEXT NOT NULL,\n"
            "    mean REAL, std_dev REAL, min REAL, max REAL, range REAL, sum REAL,\n"
            "    PRIMARY KEY (image_id, measurement));\n"
+           "CREATE TABLE IF NOT EXISTS dishes (\n"
+           "    image_id INTEGER PRIMARY KEY REFERENCES images(id) ON DELETE CASCADE ON UPDATE "
+           "CASCADE,\n"
+           "    x REAL NOT NULL, y REAL NOT NULL, radius REAL NOT NULL);\n"
            "CREATE TABLE IF NOT EXISTS objects (\n"
            "    image_id INTEGER NOT NULL REFERENCES images(id) ON DELETE CASCADE ON UPDATE "
            "CASCADE,\n"
@@ -222,6 +226,18 @@ bool ResultsDatabase::Add(const ImageResult& r, int index, QString* error)
             for (int k = 0; k < 6; ++k)
                 statistics.BindOptional(3 + k, values[k]);
             ok = statistics.Run();
+        }
+
+        if (ok && r.ok() && r.dish) {
+            Statement dish(db_, "INSERT INTO dishes VALUES (?, ?, ?, ?)");
+            ok = dish.ok();
+            if (ok) {
+                dish.Bind(1, id);
+                dish.BindNumber(2, r.dish->x, false);
+                dish.BindNumber(3, r.dish->y, false);
+                dish.BindNumber(4, r.dish->radius, false);
+                ok = dish.Run();
+            }
         }
 
         QByteArray sql = "INSERT INTO objects VALUES (?";

@@ -19,7 +19,7 @@ bool CountSettings::operator==(const CountSettings& o) const
            speckFloor == o.speckFloor && keepBorder == o.keepBorder &&
            defaultFilters == o.defaultFilters && filters == o.filters && scale == o.scale &&
            unit == o.unit && input == o.input && preparation == o.preparation &&
-           measureChannels == o.measureChannels && stain == o.stain;
+           measureChannels == o.measureChannels && stain == o.stain && dish == o.dish;
 }
 
 namespace countsettings {
@@ -29,6 +29,7 @@ const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturatio
 const QStringList kMorphology = {"dilate", "erode", "open", "close"};
 const QStringList kCuts = {"auto", "merge", "none", "distance"};
 const QStringList kPrepSteps = {"smooth", "background", "threshold", "holes"};
+const QStringList kDishModes = {"none", "auto"};
 
 namespace {
 
@@ -183,6 +184,11 @@ QString Name(PrepStep step)
     return kPrepSteps.value(static_cast<int>(step));
 }
 
+QString Name(DishMode dish)
+{
+    return kDishModes.value(static_cast<int>(dish));
+}
+
 QList<PrepStep> ParsePreparation(const QString& option, const QString& text)
 {
     const QString t = text.trimmed().toLower();
@@ -216,6 +222,10 @@ Morphology ParseMorphology(const QString& option, const QString& text)
 Separation ParseSeparation(const QString& option, const QString& text)
 {
     return static_cast<Separation>(Choice(option, text, kCuts));
+}
+DishMode ParseDish(const QString& option, const QString& text)
+{
+    return static_cast<DishMode>(Choice(option, text, kDishModes));
 }
 
 void Validate(const CountSettings& s)
@@ -302,6 +312,7 @@ QJsonObject ToJson(const CountSettings& s)
         {"preparation", QJsonArray::fromStringList(preparation)},
         {"measureChannels", s.measureChannels},
         {"stain", s.stain},
+        {"dish", Name(s.dish)},
     };
     // How images are read; only what differs from the defaults is written.
     const InputSettings& in = s.input;
@@ -388,7 +399,8 @@ CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
                            const QString& option)
 {
     // Keys a results file adds beside the settings; they do not change a count.
-    static const QSet<QString> informational = {"image", "autocount"};
+    // What a file written beside a report records of the count itself.
+    static const QSet<QString> informational = {"image", "autocount", "dishFound"};
     CountSettings s = base;
     for (auto it = json.begin(); it != json.end(); ++it) {
         const QString& key = it.key();
@@ -466,6 +478,8 @@ CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
             s.measureChannels = Boolean(v, key, option);
         } else if (key == QLatin1String("stain")) {
             s.stain = String(v, key, option);
+        } else if (key == QLatin1String("dish")) {
+            s.dish = ParseDish(option, String(v, key, option));
         } else if (key == QLatin1String("unit")) {
             s.unit = String(v, key, option);
         } else if (key == QLatin1String("page")) {

@@ -83,6 +83,13 @@ enum class Separation
     Distance, ///< the distance-map separation (the default)
 };
 
+/// Whether the picture is of a dish, counted inside its rim only.
+enum class DishMode
+{
+    None, ///< the whole image (or the regions drawn)
+    Auto, ///< the dish is found (dish.h); the count stays inside it
+};
+
 /// How image files are read: the page, the conversion of samples deeper
 /// than 8 bits, the pixel limit and where the calibration comes from.
 struct InputSettings
@@ -152,6 +159,12 @@ struct CountSettings
     /// (stains.h: "hematoxylin", "eosin", "dab" or "R,G,B") instead of the
     /// grey image, objects being where the stain is dense; empty: grey.
     QString stain;
+    /// Key "dish": with Auto the round dish is found and only its inside,
+    /// within a margin for the rim, is counted (inside the regions too, when
+    /// there are any); its glare and uneven light are taken away by the
+    /// preparation's background step, which then always runs; its
+    /// smoothing (for grainy objects) does not.
+    DishMode dish = DishMode::None;
 
     bool Prepares(PrepStep step) const { return preparation.contains(step); }
     bool operator==(const CountSettings& o) const;
@@ -172,6 +185,7 @@ extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturati
 extern const QStringList kMorphology; ///< dilate, erode, open, close
 extern const QStringList kCuts;       ///< auto, merge, none, distance
 extern const QStringList kPrepSteps;  ///< smooth, background, threshold, holes
+extern const QStringList kDishModes;  ///< none, auto
 
 /// The word of a choice.
 QString Name(SegmentMode mode);
@@ -179,6 +193,7 @@ QString Name(Channel channel);
 QString Name(Morphology op);
 QString Name(Separation cut);
 QString Name(PrepStep step);
+QString Name(DishMode dish);
 
 /// Reads the word for a choice (case-insensitive); throws UsageError naming
 /// @p option with the words allowed.
@@ -186,6 +201,7 @@ SegmentMode ParseMode(const QString& option, const QString& text);
 Channel ParseChannel(const QString& option, const QString& text);
 Morphology ParseMorphology(const QString& option, const QString& text);
 Separation ParseSeparation(const QString& option, const QString& text);
+DishMode ParseDish(const QString& option, const QString& text);
 /// Reads "on" (every step), "off" (none) or a comma-separated list of steps.
 QList<PrepStep> ParsePreparation(const QString& option, const QString& text);
 

@@ -174,11 +174,14 @@ QString SettingsPathBeside(const QString& path)
     return info.dir().filePath(base + QStringLiteral(".settings.json"));
 }
 
-QByteArray SettingsFile(const CountSettings& settings, const QString& image)
+QByteArray SettingsFile(const CountSettings& settings, const QString& image,
+                        const std::optional<dish::Circle>& dish)
 {
     QJsonObject json = countsettings::ToJson(settings);
     if (!image.isEmpty())
         json.insert("image", image);
+    if (dish)
+        json.insert("dishFound", imageresult::DishJson(*dish));
     json.insert("autocount", QStringLiteral(AUTOCOUNT_VERSION));
     return QJsonDocument(json).toJson(QJsonDocument::Indented);
 }

@@ -3,6 +3,7 @@
 // The text files of a count: the object table, the batch summary, the JSON
 // document and the settings file, as bytes ready to be written.
 
+#include "dish.h"
 #include "imageresult.h"
 #include "settings.h"
 
@@ -49,8 +50,10 @@ QString SettingsPathBeside(const QString& path);
 /// and sockets.
 bool SettingsBesideAllowed(const QString& path);
 
-/// A settings file that records @p settings and the image they were used on.
-QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString());
+/// A settings file that records @p settings and the image they were used on,
+/// with the dish found on it ("dishFound", when there is one).
+QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString(),
+                        const std::optional<dish::Circle>& dish = std::nullopt);
 
 /// The --json document: schema and tool version, the settings and one
 /// data record (imageresult::DataRecord) per image, with @p indexes their

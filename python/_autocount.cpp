@@ -8,8 +8,8 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include "catalogue.h"
 #include "bitdepth.h"
+#include "catalogue.h"
 #include "countrun.h"
 #include "imageinput.h"
 #include "objectdata.h"
@@ -249,6 +249,13 @@ PYBIND11_MODULE(_autocount, m)
                                [](const PyResult& r) {
                                    return py::make_tuple(r.summary.lowThreshold,
                                                          r.summary.highThreshold);
+                               })
+        .def_property_readonly("dish",
+                               [](const PyResult& r) -> py::object {
+                                   if (!r.summary.dish)
+                                       return py::none();
+                                   return py::make_tuple(r.summary.dish->x, r.summary.dish->y,
+                                                         r.summary.dish->radius);
                                })
         .def_property_readonly("settings_json", [](const PyResult& r) { return r.settings; })
         .def_property_readonly("copied", [](const PyResult& r) { return r.copied; })

@@ -12,7 +12,7 @@ arrays and on image files::
 Settings are keywords with the names of the settings file (``mode``,
 ``channel``, ``low``, ``high``, ``morphology``, ``fillHoles``, ``cut``,
 ``sensitivity``, ``speckFloor``, ``keepBorder``, ``defaultFilters``,
-``filters``, ``scale``, ``unit``, ``rectangles``, ``polygons``); the
+``filters``, ``scale``, ``unit``, ``rectangles``, ``polygons``, ``dish``); the
 camel-case names may also be written in snake case (``fill_holes``,
 ``speck_floor``, ``keep_border``, ``default_filters``). Bad settings raise
 ValueError with the command line's message.
@@ -98,6 +98,7 @@ class Result:
         settings: the complete settings used, as in a settings file.
         unit: the length unit of the calibration ("px" uncalibrated).
         scale: units per pixel.
+        dish: with ``dish="auto"``, the dish's rim (x, y, radius) in pixels.
         width, height: the image size in pixels.
         thresholds: the (low, high) threshold band used.
         file: the file counted ("" for an array).
@@ -156,6 +157,12 @@ class Result:
     @property
     def thresholds(self) -> Tuple[int, int]:
         return self._raw.thresholds
+
+    @property
+    def dish(self) -> Optional[Tuple[float, float, float]]:
+        """With ``dish="auto"``: the dish's rim found, (x, y, radius) in
+        pixels; the count ran inside it. None otherwise."""
+        return self._raw.dish
 
     @property
     def file(self) -> str:

@@ -139,7 +139,7 @@ def test_objects_and_settings(generated):
                                     "cut", "sensitivity", "speckFloor", "keepBorder",
                                     "defaultFilters", "filters", "scale", "unit", "rectangles",
                                     "polygons", "calibration", "preparation", "measureChannels",
-                                    "stain"}
+                                    "stain", "dish"}
 
 
 def test_snake_case_aliases(generated):

@@ -4,6 +4,7 @@
 
 #include "clirun.h"
 
+#include "dishphoto.h"
 #include "fluorescence.h"
 #include "touchingcells.h"
 
@@ -272,4 +273,41 @@ TEST_F(CliEndToEnd, FluorescenceNucleiAreCountedWithThePreparation)
     EXPECT_TRUE(settings.contains("\"preparation\"")) << settings.toStdString();
     EXPECT_TRUE(settings.contains("\"threshold\""));
     EXPECT_EQ(Run({"--preparation", "sharpen", image}).exitCode, 2);
+}
+
+TEST_F(CliEndToEnd, DishPhotoIsCountedInsideItsRimAndAPictureWithoutOneIsAnError)
+{
+    dishphoto::SceneParams params;
+    params.size = dishphoto::PhotoSize(1.5);
+    params.seed = 23;
+    const dishphoto::Scene scene = dishphoto::MakeScene(params);
+    const QString dish = Write("plates/dish.png", scene.image);
+    const QString cells = Write("plates/cells.png", syntheticcells::Render(Discs(12, 0, 50)));
+    const Outcome o = Run({"-v", "--dish", "auto", "--jsonl", "out.jsonl", "--labels",
+                           "{stem}.labels.png", "--table", "{stem}.csv", dish, cells});
+    // The photograph without a dish is named with the reason; the batch goes on.
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_TRUE(o.err.contains("cells.png: no dish found")) << o.err.toStdString();
+    EXPECT_TRUE(o.err.contains("dish.png: dish centre ")) << o.err.toStdString();
+
+    // The colonies as the truth has them.
+    cv::Mat labels = cv::imread(Path("dish.labels.png").toStdString(), cv::IMREAD_UNCHANGED);
+    ASSERT_FALSE(labels.empty());
+    labels.convertTo(labels, CV_32S);
+    const touchingcells::MatchScore score = touchingcells::Score(scene.labels, labels);
+    EXPECT_GE(score.f1, 0.95);
+    EXPECT_LE(std::abs(score.countError), 0.05);
+
+    // The rim found, in the data record and beside the table, on the wall.
+    const QJsonObject record =
+        QJsonDocument::fromJson(Read("out.jsonl").split('\n').first()).object();
+    const QJsonObject rim = record.value("dish").toObject();
+    QJsonObject beside =
+        QJsonDocument::fromJson(Read("dish.settings.json")).object().value("dishFound").toObject();
+    EXPECT_EQ(rim, beside);
+    EXPECT_LT(std::hypot(rim.value("x").toDouble() - scene.dishCentre.x,
+                         rim.value("y").toDouble() - scene.dishCentre.y),
+              0.01 * scene.dishRadius);
+    EXPECT_GE(rim.value("radius").toDouble(), dishphoto::kWallStart * scene.dishRadius);
+    EXPECT_LE(rim.value("radius").toDouble(), scene.dishRadius);
 }

@@ -9,6 +9,7 @@
 
 #include "autocount/autocountmanager.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -199,4 +200,16 @@ TEST_F(BatchTest, AFolderRunStopsWhenCancelled)
     const int done = finished.first()[1].toInt();
     EXPECT_LT(done, 8);
     EXPECT_EQ(Rows(QDir(out).filePath("summary.csv")).size(), done);
+}
+
+TEST_F(StudioTest, DishChoiceGoesToTheSettingsAndComesBack)
+{
+    auto* dish = window->findChild<QCheckBox*>("dishCheck");
+    ASSERT_NE(dish, nullptr);
+    EXPECT_EQ(Session()->Settings().dish, DishMode::None);
+    dish->setChecked(true);
+    EXPECT_EQ(Session()->Settings().dish, DishMode::Auto);
+    EXPECT_EQ(countsettings::ToJson(Session()->Settings()).value("dish").toString(), "auto");
+    Session()->ApplySettings(CountSettings());
+    EXPECT_FALSE(dish->isChecked());
 }
