@@ -128,7 +128,7 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     connect(fill, &QPushButton::clicked, session_, &CountingSession::FillHoles);
     grid->addWidget(fill, 2, 0, 1, 2);
     layout->addWidget(refine);
-    auto* dish = new QCheckBox(tr("Photographs of a &dish: count inside its rim"));
+    auto* dish = new QCheckBox(tr("Photographs of a dish: co&unt inside its rim"));
     dish->setObjectName("dishCheck");
     dish->setToolTip(tr("Folder runs and saved settings find the round dish in each photograph "
                         "and count only inside it, with its glare and uneven light taken away "
