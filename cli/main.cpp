@@ -204,6 +204,10 @@ int Run(CommandLine c)
             for (const QString& note : c.quiet ? QStringList() : result.source.notes)
                 progress.PrintLine(
                     stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
+            if (c.verbose && result.ok() && !result.plane.isEmpty())
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1: thresholded the %2 "
+                                                          "plane, objects %3")
+                                               .arg(result.file, result.plane, result.objectsKept));
             if (c.verbose && result.countMs >= 0)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
                                                           "written in %3 ms")

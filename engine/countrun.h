@@ -41,6 +41,11 @@ struct CountResult
     QString error;                   ///< why the image could not be counted; empty on success
     preparation::Report preparation; ///< what the preparation found; ran false when off
     channelmeasures::Table channels; ///< per valid object, in the other planes
+    /// The plane thresholded: a channel's word (manual band), "grey", or a
+    /// stain; and, with the automatic modes, whether the objects are bright.
+    QString plane;
+    bool bright = false;
+    bool settingsManual = false; ///< the plane was thresholded by the manual band
 
     int Count() const { return static_cast<int>(core.validRecords.size()); }
 };

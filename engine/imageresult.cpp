@@ -85,6 +85,8 @@ QJsonObject ToJson(const ImageResult& r)
     json.insert("scale", r.scale);
     json.insert("meanArea", Optional(r.meanArea));
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
+    if (!r.plane.isEmpty())
+        json.insert("segmentation", QJsonObject{{"plane", r.plane}, {"objects", r.objectsKept}});
     // Rows as text in key order, each value in its exact shortest form (Qt's
     // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
@@ -137,6 +139,9 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     const QJsonArray threshold = json.value("threshold").toArray();
     r.lowThreshold = threshold.at(0).toInt();
     r.highThreshold = threshold.at(1).toInt();
+    const QJsonObject segmentation = json.value("segmentation").toObject();
+    r.plane = segmentation.value("plane").toString();
+    r.objectsKept = segmentation.value("objects").toString();
     for (const QJsonValue& item : json.value("objects").toArray()) {
         const std::vector<std::optional<double>> values = Split(item.toString());
         objectdata::Row row{};

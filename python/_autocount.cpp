@@ -8,8 +8,8 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include "catalogue.h"
 #include "bitdepth.h"
+#include "catalogue.h"
 #include "countrun.h"
 #include "imageinput.h"
 #include "objectdata.h"
@@ -249,6 +249,11 @@ PYBIND11_MODULE(_autocount, m)
                                [](const PyResult& r) {
                                    return py::make_tuple(r.summary.lowThreshold,
                                                          r.summary.highThreshold);
+                               })
+        .def_property_readonly("segmentation",
+                               [](const PyResult& r) {
+                                   return py::make_tuple(r.summary.plane.toStdString(),
+                                                         r.summary.objectsKept.toStdString());
                                })
         .def_property_readonly("settings_json", [](const PyResult& r) { return r.settings; })
         .def_property_readonly("copied", [](const PyResult& r) { return r.copied; })

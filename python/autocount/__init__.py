@@ -100,6 +100,10 @@ class Result:
         scale: units per pixel.
         width, height: the image size in pixels.
         thresholds: the (low, high) threshold band used.
+        segmentation: the (plane, objects) thresholded: the plane is "grey",
+            "red", "green", "blue", a stain, or another channel of the manual
+            band; objects are "dark", "bright" or "band" (the manual band).
+            With ``mode="auto"`` (the default) this is what was chosen.
         file: the file counted ("" for an array).
     """
 
@@ -156,6 +160,10 @@ class Result:
     @property
     def thresholds(self) -> Tuple[int, int]:
         return self._raw.thresholds
+
+    @property
+    def segmentation(self) -> Tuple[str, str]:
+        return self._raw.segmentation
 
     @property
     def file(self) -> str:
