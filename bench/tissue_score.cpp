@@ -3,7 +3,8 @@
 // matched one to one (intersection over union above one half) and the count
 // error, per image, with --stain hematoxylin and otherwise the defaults.
 //
-// Usage: tissue_score [--seeds A-B] [--stain NAME] [--write DIR]
+// Usage: tissue_score [--seeds A-B] [--stain NAME] [--preparation STEPS]
+//                     [--sensitivity S] [--write DIR]
 // Prints one line per image, then the worst F1 and count error. --stain ""
 // scores the defaults alone. --write saves each image and its truth.
 
@@ -16,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 int main(int argc, char** argv)
@@ -23,6 +25,8 @@ int main(int argc, char** argv)
     int firstSeed = 1, lastSeed = 10;
     std::string stain = "hematoxylin";
     std::string write;
+    QList<PrepStep> steps = CountSettings().preparation;
+    double sensitivity = CountSettings().sensitivity;
     for (int i = 1; i + 1 < argc; i += 2) {
         const std::string arg = argv[i];
         const std::string value = argv[i + 1];
@@ -30,6 +34,10 @@ int main(int argc, char** argv)
             std::sscanf(value.c_str(), "%d-%d", &firstSeed, &lastSeed);
         else if (arg == "--stain")
             stain = value;
+        else if (arg == "--preparation")
+            steps = countsettings::ParsePreparation("--preparation", QString::fromStdString(value));
+        else if (arg == "--sensitivity")
+            sensitivity = std::atof(value.c_str());
         else if (arg == "--write")
             write = value;
         else {
@@ -52,6 +60,8 @@ int main(int argc, char** argv)
         }
         CountSettings settings;
         settings.stain = QString::fromStdString(stain);
+        settings.preparation = steps;
+        settings.sensitivity = sensitivity;
         const countrun::CountResult result = countrun::Count(scene.image, settings);
         const cv::Mat detected =
             countcore::LabelImage(scene.image.size(), result.core.validContours);

@@ -259,6 +259,16 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
         out += ',';
         AppendKey(out, "count");
         out += QByteArray::number(r.count) + ',';
+        if (!r.plane.isEmpty()) {
+            AppendKey(out, "segmentation");
+            out += '{';
+            AppendKey(out, "plane");
+            AppendString(out, r.plane);
+            out += ',';
+            AppendKey(out, "objects");
+            AppendString(out, r.objectsKept);
+            out += "},";
+        }
         AppendKey(out, "statistics");
         out += '{';
         for (int t = 0; t < r.statistics.size(); ++t) {

@@ -48,6 +48,44 @@ bool LooksGrey(const cv::Mat& bgr)
     return spread <= kGreyTolerance;
 }
 
+// The solidity of the object-sized parts of @p classMask (outlines of
+// kMinPartArea pixels up to kMaxPartShare of the image): their area over the
+// area of their convex hulls; -1 when there are none.
+double PartSolidity(const cv::Mat& classMask)
+{
+    std::vector<std::vector<cv::Point>> outlines;
+    cv::findContours(classMask.clone(), outlines, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+    double area = 0, hulls = 0;
+    std::vector<cv::Point> hull;
+    for (const std::vector<cv::Point>& outline : outlines) {
+        const double a = cv::contourArea(outline);
+        if (a < kMinPartArea || a > kMaxPartShare * static_cast<double>(classMask.total()))
+            continue;
+        cv::convexHull(outline, hull);
+        area += a;
+        hulls += cv::contourArea(hull);
+    }
+    return hulls > 0 ? area / hulls : -1.0;
+}
+
+// Whether the objects of @p plane are its bright class, given its split.
+bool BrightObjects(const cv::Mat& plane, const cv::Mat& mask, const Split& split)
+{
+    cv::Mat dark = plane <= split.threshold, bright = plane > split.threshold;
+    if (!mask.empty()) {
+        dark &= mask != 0;
+        bright &= mask != 0;
+    }
+    const double solidity[2] = {PartSolidity(dark), PartSolidity(bright)};
+    const bool convex[2] = {solidity[0] >= kConvexParts, solidity[1] >= kConvexParts};
+    const bool concave[2] = {solidity[0] >= 0 && !convex[0], solidity[1] >= 0 && !convex[1]};
+    if (convex[0] != convex[1])
+        return convex[1];
+    if (!convex[0] && concave[0] != concave[1])
+        return concave[0];
+    return split.brightObjects();
+}
+
 } // namespace
 
 int ModuleBandChannel(Channel channel)
@@ -177,17 +215,22 @@ Choice Choose(const cv::Mat& bgr, const cv::Mat& regionMask, const QString& stai
         return choice;
     }
     double best = -1;
+    Split chosen;
+    cv::Mat chosenPlane;
     for (const QString& name : Candidates(image)) {
-        const Split split = OtsuSplit(Histogram(NamedPlane(image, name), mask));
+        const cv::Mat plane = NamedPlane(image, name);
+        const Split split = OtsuSplit(Histogram(plane, mask));
         const double needed = name == QLatin1String("grey") ? 0.0 : kColourMargin;
         if (split.separation - needed > best) {
             best = split.separation - needed;
             choice.plane = name;
-            // A stain is dense on its objects.
-            choice.bright = stains::Parse(name) ? true : split.brightObjects();
             choice.separation = split.separation;
+            chosen = split;
+            chosenPlane = plane;
         }
     }
+    // A stain is dense on its objects.
+    choice.bright = stains::Parse(choice.plane) ? true : BrightObjects(chosenPlane, mask, chosen);
     return choice;
 }
 

@@ -13,10 +13,19 @@
 // kChoiceArea pixels. The separation of a split is the between-class
 // variance over the total variance (1 for two clean levels, near 0 for a
 // plane with one mode). Grey is kept unless another plane separates by at
-// least kColourMargin more. The larger class of the chosen split is the
-// background: when most pixels lie at or below the threshold the objects are
-// bright, otherwise dark. A stain's density is high on its objects: a stain
-// is always counted as bright objects.
+// least kColourMargin more.
+//
+// Polarity: objects are compact, the background fills the space around
+// them. The object-sized parts of each class (separate pieces of
+// kMinPartArea pixels up to kMaxPartShare of the image) are convex when they
+// are objects, and concave when they are the gaps between touching objects,
+// as in a dense field where the objects cover most of the image. The objects
+// are the class whose parts are convex (area over convex hull area at least
+// kConvexParts) when the other's are not; failing that, the class opposite
+// to concave parts. Otherwise the larger class is the background: when most
+// pixels lie at or below the threshold the objects are bright, else dark.
+// A stain's density is high on its objects: a stain is always counted as
+// bright objects.
 
 #include "settings.h"
 
@@ -31,6 +40,11 @@ namespace planechoice {
 constexpr double kChoiceArea = 500000.0;
 /// How much more separation a colour plane or a stain needs than grey.
 constexpr double kColourMargin = 0.05;
+/// The parts of a class that count for its shape, and the solidity from
+/// which they are convex.
+constexpr double kMinPartArea = 16.0;
+constexpr double kMaxPartShare = 0.1;
+constexpr double kConvexParts = 0.85;
 /// A colour image whose planes differ by no more than this (mean absolute
 /// difference, grey levels) is treated as grey.
 constexpr double kGreyTolerance = 1.0;
