@@ -2,6 +2,7 @@
 
 #include "countingsession.h"
 #include "histogramwidget.h"
+#include "settings.h"
 
 #include "autocount/autocountmanager.h"
 
@@ -41,19 +42,20 @@ QSpinBox* MakeSpin(const QString& name)
 SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     : QWidget(parent), session_(session), channel_(new QComboBox), histogram_(new HistogramWidget),
       mode_(new QComboBox), lowSlider_(MakeSlider("lowSlider")), lowSpin_(MakeSpin("lowSpin")),
-      highSlider_(MakeSlider("highSlider")), highSpin_(MakeSpin("highSpin"))
+      highSlider_(MakeSlider("highSlider")), highSpin_(MakeSpin("highSpin")),
+      suggestion_(new QLabel)
 {
     auto* layout = new QVBoxLayout(this);
 
     channel_->setObjectName("channelCombo");
-    channel_->addItem(tr("Grey"), AutoCountManager::CHANNEL_GREY);
-    channel_->addItem(tr("Red"), AutoCountManager::CHANNEL_RED);
-    channel_->addItem(tr("Green"), AutoCountManager::CHANNEL_GREEN);
-    channel_->addItem(tr("Blue"), AutoCountManager::CHANNEL_BLUE);
-    channel_->addItem(tr("Hue"), AutoCountManager::CHANNEL_HUE);
-    channel_->addItem(tr("Saturation"), AutoCountManager::CHANNEL_SATURATION);
-    channel_->addItem(tr("Intensity"), AutoCountManager::CHANNEL_INTENSITY);
-    channel_->setToolTip(tr("Channel of the histogram and of the manual threshold"));
+    channel_->addItem(tr("Grey"), static_cast<int>(Channel::Grey));
+    channel_->addItem(tr("Red"), static_cast<int>(Channel::Red));
+    channel_->addItem(tr("Green"), static_cast<int>(Channel::Green));
+    channel_->addItem(tr("Blue"), static_cast<int>(Channel::Blue));
+    channel_->addItem(tr("Hue"), static_cast<int>(Channel::Hue));
+    channel_->addItem(tr("Saturation"), static_cast<int>(Channel::Saturation));
+    channel_->addItem(tr("Intensity"), static_cast<int>(Channel::Intensity));
+    channel_->setToolTip(tr("Plane of the manual threshold; the histogram shows that plane"));
 
     mode_->setObjectName("segmentModeCombo");
     mode_->addItem(tr("Automatic, bright objects"), AutoCountManager::SEGMENT_AUTO_BRIGHT);
@@ -65,6 +67,8 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     auto* form = new QFormLayout;
     form->addRow(tr("Ch&annel:"), channel_);
     form->addRow(tr("&Mode:"), mode_);
+    suggestion_->setObjectName("suggestionLabel");
+    form->addRow(suggestion_);
     layout->addLayout(form);
     histogram_->setObjectName("histogram");
     layout->addWidget(histogram_);
@@ -120,8 +124,10 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
 
     connect(channel_, QOverload<int>::of(&QComboBox::activated), this,
             [this](int row) { session_->SetChannel(channel_->itemData(row).toInt()); });
-    connect(mode_, QOverload<int>::of(&QComboBox::activated), this,
-            [this](int row) { session_->SetSegmentMode(mode_->itemData(row).toInt()); });
+    connect(mode_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) {
+        suggestion_->hide();
+        session_->SetSegmentMode(mode_->itemData(row).toInt());
+    });
     connect(lowSlider_, &QSlider::valueChanged, this, [this](int v) { ChangeBound(true, v); });
     connect(lowSpin_, QOverload<int>::of(&QSpinBox::valueChanged), this,
             [this](int v) { ChangeBound(true, v); });
@@ -161,10 +167,18 @@ void SegmentPanel::Refresh()
 {
     {
         const QSignalBlocker b1(channel_), b2(mode_);
-        channel_->setCurrentIndex(channel_->findData(AutoCountManager::histogramChannel));
+        channel_->setCurrentIndex(channel_->findData(session_->PlaneChannel()));
         mode_->setCurrentIndex(mode_->findData(AutoCountManager::segmentMode));
     }
     histogram_->SetHistogram(session_->Histogram());
+    const bool suggested = !session_->Suggestion().isEmpty() &&
+                           AutoCountManager::segmentMode != AutoCountManager::SEGMENT_MANUAL;
+    suggestion_->setText(suggested ? tr("Suggested from the image: %1 objects")
+                                         .arg(session_->Suggestion() == QLatin1String("bright")
+                                                  ? tr("bright")
+                                                  : tr("dark"))
+                                   : QString());
+    suggestion_->setVisible(suggested);
     int low = 0;
     int high = 255;
     session_->Thresholds(low, high);

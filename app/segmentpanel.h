@@ -5,6 +5,7 @@
 QT_BEGIN_NAMESPACE
 class QComboBox;
 class QSlider;
+class QLabel;
 class QSpinBox;
 QT_END_NAMESPACE
 
@@ -36,4 +37,5 @@ private:
     QSpinBox* lowSpin_;
     QSlider* highSlider_;
     QSpinBox* highSpin_;
+    QLabel* suggestion_; ///< the polarity the image suggests, while it holds
 };

@@ -234,6 +234,11 @@ Choice Choose(const cv::Mat& bgr, const cv::Mat& regionMask, const QString& stai
     return choice;
 }
 
+bool BrightObjects(const cv::Mat& plane, const cv::Mat& regionMask)
+{
+    return BrightObjects(plane, regionMask, OtsuSplit(Histogram(plane, regionMask)));
+}
+
 QString PolarityName(bool bright)
 {
     return bright ? QStringLiteral("bright") : QStringLiteral("dark");

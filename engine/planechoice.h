@@ -92,6 +92,11 @@ struct Choice
 /// plane is that stain and the objects are bright.
 Choice Choose(const cv::Mat& bgr, const cv::Mat& regionMask, const QString& stain = QString());
 
+/// Whether the objects of the 8-bit @p plane inside @p regionMask are bright,
+/// by the rule above (Studio's suggestion for its automatic modes, which
+/// threshold the grey plane).
+bool BrightObjects(const cv::Mat& plane, const cv::Mat& regionMask);
+
 /// "dark" or "bright".
 QString PolarityName(bool bright);
 
