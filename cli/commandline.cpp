@@ -277,7 +277,7 @@ struct Options
         "mean_gray_c1 for red, c2 green, c3 blue): on (default) or off.",
         "on|off"};
     QCommandLineOption stain{"stain",
-                             "With --mode dark or bright: threshold the optical density of a "
+                             "With the automatic modes: threshold the optical density of a "
                              "stain (colour deconvolution) instead of the grey image; objects "
                              "are where the stain is dense.",
                              "hematoxylin|eosin|dab|R,G,B"};

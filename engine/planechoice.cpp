@@ -48,24 +48,27 @@ bool LooksGrey(const cv::Mat& bgr)
     return spread <= kGreyTolerance;
 }
 
-// The solidity of the object-sized parts of @p classMask (outlines of
-// kMinPartArea pixels up to kMaxPartShare of the image): their area over the
-// area of their convex hulls; -1 when there are none.
+// The median solidity of the object-sized parts of @p classMask (outlines
+// of kMinPartArea pixels up to kMaxPartShare of the image): each part's area
+// over the area of its convex hull; -1 when there are none.
 double PartSolidity(const cv::Mat& classMask)
 {
     std::vector<std::vector<cv::Point>> outlines;
     cv::findContours(classMask.clone(), outlines, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
-    double area = 0, hulls = 0;
+    std::vector<double> solidity;
     std::vector<cv::Point> hull;
     for (const std::vector<cv::Point>& outline : outlines) {
-        const double a = cv::contourArea(outline);
-        if (a < kMinPartArea || a > kMaxPartShare * static_cast<double>(classMask.total()))
+        const double area = cv::contourArea(outline);
+        if (area < kMinPartArea || area > kMaxPartShare * static_cast<double>(classMask.total()))
             continue;
         cv::convexHull(outline, hull);
-        area += a;
-        hulls += cv::contourArea(hull);
+        solidity.push_back(area / std::max(area, cv::contourArea(hull)));
     }
-    return hulls > 0 ? area / hulls : -1.0;
+    if (solidity.empty())
+        return -1.0;
+    const auto middle = solidity.begin() + static_cast<std::ptrdiff_t>(solidity.size() / 2);
+    std::nth_element(solidity.begin(), middle, solidity.end());
+    return *middle;
 }
 
 // Whether the objects of @p plane are its bright class, given its split.
@@ -76,14 +79,32 @@ bool BrightObjects(const cv::Mat& plane, const cv::Mat& mask, const Split& split
         dark &= mask != 0;
         bright &= mask != 0;
     }
-    const double solidity[2] = {PartSolidity(dark), PartSolidity(bright)};
-    const bool convex[2] = {solidity[0] >= kConvexParts, solidity[1] >= kConvexParts};
-    const bool concave[2] = {solidity[0] >= 0 && !convex[0], solidity[1] >= 0 && !convex[1]};
-    if (convex[0] != convex[1])
-        return convex[1];
-    if (!convex[0] && concave[0] != concave[1])
-        return concave[0];
+    const double darkParts = PartSolidity(dark), brightParts = PartSolidity(bright);
+    if (darkParts >= 0 && brightParts >= 0) {
+        if (std::abs(darkParts - brightParts) >= kSolidityMargin)
+            return brightParts > darkParts;
+    } else if (darkParts >= 0) {
+        return darkParts < kConvexParts;
+    } else if (brightParts >= 0) {
+        return brightParts >= kConvexParts;
+    }
     return split.brightObjects();
+}
+
+// @p bgr and @p regionMask reduced to about @p area pixels when larger.
+void Reduced(const cv::Mat& bgr, const cv::Mat& regionMask, double area, cv::Mat& image,
+             cv::Mat& mask)
+{
+    const double factor = std::max(1.0, std::sqrt(static_cast<double>(bgr.total()) / area));
+    image = bgr;
+    mask = regionMask;
+    if (factor > 1.0) {
+        const cv::Size size(std::max(1, static_cast<int>(std::lround(bgr.cols / factor))),
+                            std::max(1, static_cast<int>(std::lround(bgr.rows / factor))));
+        cv::resize(bgr, image, size, 0, 0, cv::INTER_AREA);
+        if (!regionMask.empty())
+            cv::resize(regionMask, mask, size, 0, 0, cv::INTER_NEAREST);
+    }
 }
 
 } // namespace
@@ -197,17 +218,10 @@ Choice Choose(const cv::Mat& bgr, const cv::Mat& regionMask, const QString& stai
     Choice choice;
     if (bgr.empty())
         return choice;
-    // A reduced copy: the split of a histogram needs no more.
-    const double area = static_cast<double>(bgr.total());
-    const double factor = std::max(1.0, std::sqrt(area / kChoiceArea));
-    cv::Mat image = bgr, mask = regionMask;
-    if (factor > 1.0) {
-        const cv::Size size(std::max(1, static_cast<int>(std::lround(bgr.cols / factor))),
-                            std::max(1, static_cast<int>(std::lround(bgr.rows / factor))));
-        cv::resize(bgr, image, size, 0, 0, cv::INTER_AREA);
-        if (!regionMask.empty())
-            cv::resize(regionMask, mask, size, 0, 0, cv::INTER_NEAREST);
-    }
+    // The split of a histogram needs no more than a reduced copy; the shapes
+    // of the classes want more of the detail.
+    cv::Mat image, mask;
+    Reduced(bgr, regionMask, kChoiceArea, image, mask);
     if (!stain.isEmpty()) {
         choice.plane = stain;
         choice.bright = true;
@@ -215,22 +229,23 @@ Choice Choose(const cv::Mat& bgr, const cv::Mat& regionMask, const QString& stai
         return choice;
     }
     double best = -1;
-    Split chosen;
-    cv::Mat chosenPlane;
     for (const QString& name : Candidates(image)) {
-        const cv::Mat plane = NamedPlane(image, name);
-        const Split split = OtsuSplit(Histogram(plane, mask));
+        const Split split = OtsuSplit(Histogram(NamedPlane(image, name), mask));
         const double needed = name == QLatin1String("grey") ? 0.0 : kColourMargin;
         if (split.separation - needed > best) {
             best = split.separation - needed;
             choice.plane = name;
             choice.separation = split.separation;
-            chosen = split;
-            chosenPlane = plane;
         }
     }
     // A stain is dense on its objects.
-    choice.bright = stains::Parse(choice.plane) ? true : BrightObjects(chosenPlane, mask, chosen);
+    if (stains::Parse(choice.plane)) {
+        choice.bright = true;
+        return choice;
+    }
+    Reduced(bgr, regionMask, kShapeArea, image, mask);
+    const cv::Mat plane = NamedPlane(image, choice.plane);
+    choice.bright = BrightObjects(plane, mask, OtsuSplit(Histogram(plane, mask)));
     return choice;
 }
 

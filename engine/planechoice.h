@@ -9,23 +9,26 @@
 //
 // The automatic choice: every candidate plane (grey; for colour images also
 // the red, green and blue planes and the haematoxylin, eosin and DAB
-// densities) is split in two by Otsu on a copy reduced to about
-// kChoiceArea pixels. The separation of a split is the between-class
-// variance over the total variance (1 for two clean levels, near 0 for a
-// plane with one mode). Grey is kept unless another plane separates by at
-// least kColourMargin more.
+// densities) is split in two by Otsu on a copy reduced to about kChoiceArea
+// pixels. The separation of a split is the between-class variance over the
+// total variance (1 for two clean levels, near 0 for a plane with one
+// mode). Grey is kept unless another plane separates by at least
+// kColourMargin more. The polarity is judged on a copy of about kShapeArea
+// pixels.
 //
 // Polarity: objects are compact, the background fills the space around
 // them. The object-sized parts of each class (separate pieces of
 // kMinPartArea pixels up to kMaxPartShare of the image) are convex when they
 // are objects, and concave when they are the gaps between touching objects,
-// as in a dense field where the objects cover most of the image. The objects
-// are the class whose parts are convex (area over convex hull area at least
-// kConvexParts) when the other's are not; failing that, the class opposite
-// to concave parts. Otherwise the larger class is the background: when most
-// pixels lie at or below the threshold the objects are bright, else dark.
-// A stain's density is high on its objects: a stain is always counted as
-// bright objects.
+// as in a dense field where the objects cover most of the image. Solidity
+// is the median over the parts of their area over their convex hull's area.
+// When both classes have parts, the more solid by kSolidityMargin or more
+// holds the objects; when one class alone has parts, it holds the objects if
+// they are convex (solidity at least kConvexParts), else the other class
+// does. Otherwise the larger class is the background: when most pixels lie
+// at or below the threshold the objects are bright, else dark. A stain's
+// density is high on its objects: a stain is always counted as bright
+// objects.
 
 #include "settings.h"
 
@@ -36,8 +39,10 @@
 
 namespace planechoice {
 
-/// Pixels of the reduced copy the choice is made on.
+/// Pixels of the reduced copy the plane is chosen on, and of the one whose
+/// shapes give the polarity.
 constexpr double kChoiceArea = 500000.0;
+constexpr double kShapeArea = 4000000.0;
 /// How much more separation a colour plane or a stain needs than grey.
 constexpr double kColourMargin = 0.05;
 /// The parts of a class that count for its shape, and the solidity from
@@ -45,6 +50,7 @@ constexpr double kColourMargin = 0.05;
 constexpr double kMinPartArea = 16.0;
 constexpr double kMaxPartShare = 0.1;
 constexpr double kConvexParts = 0.85;
+constexpr double kSolidityMargin = 0.03;
 /// A colour image whose planes differ by no more than this (mean absolute
 /// difference, grey levels) is treated as grey.
 constexpr double kGreyTolerance = 1.0;

@@ -30,8 +30,8 @@ constexpr float kHoleWidening = 3.f;
 constexpr double kMinSigma = 0.3;
 // The smallest noise assumed: a quarter grey level (8-bit quantisation).
 constexpr double kMinNoise = 0.25;
-// Share of the region at the plane's lowest value (or within kClippedBand
-// grey levels of it) from which the plane is taken as clipped there.
+// Share of the region within kClippedBand grey levels of 0 (after objects
+// are turned bright) from which the plane is taken as clipped there.
 constexpr double kClippedShare = 0.5;
 constexpr double kClippedBand = 2.0;
 
@@ -262,13 +262,11 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     report.backgroundLevel = level;
     report.noise = std::max(kMinNoise, kMadToSigma * Percentile(samples, 0.5));
     report.floor = level + kNoiseFactor * report.noise;
-    // A plane clipped at (or just above) its lowest value over most of the region (a stain's
-    // density is 0 wherever the stain is absent) tells nothing of the noise:
-    // the Otsu level of the prepared image is the floor then.
-    double lowest = 0;
-    cv::minMaxLoc(g, &lowest, nullptr, nullptr, nullptr, regionMask);
+    // A plane clipped at the bottom of its range over most of the region (a
+    // stain's density is 0 wherever the stain is absent) tells nothing of
+    // the noise: the Otsu level of the prepared image is the floor then.
     const double regionPixels = cv::countNonZero(regionMask);
-    cv::Mat atLowest = (g <= lowest + kClippedBand) & regionMask;
+    cv::Mat atLowest = (g <= kClippedBand) & regionMask;
     if (regionPixels > 0 && cv::countNonZero(atLowest) >= kClippedShare * regionPixels) {
         cv::Mat prepared8;
         prepared.convertTo(prepared8, CV_8U);

@@ -3,6 +3,7 @@
 
 #include "countrun.h"
 #include "planechoice.h"
+#include "touchingcells.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -61,6 +62,18 @@ TEST(PlaneChoice, AutomaticPolarityTakesTheLargerClassAsBackground)
         const planechoice::Split split = planechoice::OtsuSplit(
             planechoice::Histogram(planechoice::BandPlane(image, Channel::Grey)));
         EXPECT_EQ(split.brightObjects(), brightObjects);
+    }
+}
+
+TEST(PlaneChoice, DenseFieldsKeepTheirPolarityThoughTheObjectsCoverMostOfThem)
+{
+    for (const bool brightObjects : {false, true}) {
+        touchingcells::SceneParams params;
+        params.kind = touchingcells::Kind::DenseField;
+        params.brightObjects = brightObjects;
+        params.seed = 103;
+        const touchingcells::Scene scene = touchingcells::MakeScene(params);
+        EXPECT_EQ(planechoice::Choose(scene.image, cv::Mat()).bright, brightObjects);
     }
 }
 
