@@ -86,7 +86,7 @@ QJsonObject ToJson(const ImageResult& r)
     json.insert("meanArea", Optional(r.meanArea));
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
     if (!r.plane.isEmpty())
-        json.insert("segmentation", QJsonObject{{"plane", r.plane}, {"objects", r.objectsKept}});
+        json.insert("segmentation", QJsonObject{{"plane", r.plane}, {"polarity", r.objectsKept}});
     // Rows as text in key order, each value in its exact shortest form (Qt's
     // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
@@ -141,7 +141,7 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
     r.highThreshold = threshold.at(1).toInt();
     const QJsonObject segmentation = json.value("segmentation").toObject();
     r.plane = segmentation.value("plane").toString();
-    r.objectsKept = segmentation.value("objects").toString();
+    r.objectsKept = segmentation.value("polarity").toString();
     for (const QJsonValue& item : json.value("objects").toArray()) {
         const std::vector<std::optional<double>> values = Split(item.toString());
         objectdata::Row row{};
@@ -265,7 +265,7 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
             AppendKey(out, "plane");
             AppendString(out, r.plane);
             out += ',';
-            AppendKey(out, "objects");
+            AppendKey(out, "polarity");
             AppendString(out, r.objectsKept);
             out += "},";
         }

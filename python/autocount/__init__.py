@@ -100,9 +100,9 @@ class Result:
         scale: units per pixel.
         width, height: the image size in pixels.
         thresholds: the (low, high) threshold band used.
-        segmentation: the (plane, objects) thresholded: the plane is "grey",
+        segmentation: the (plane, polarity) thresholded: the plane is "grey",
             "red", "green", "blue", a stain, or another channel of the manual
-            band; objects are "dark", "bright" or "band" (the manual band).
+            band; the polarity is "dark", "bright" or "band" (the manual band).
             With ``mode="auto"`` (the default) this is what was chosen.
         file: the file counted ("" for an array).
     """

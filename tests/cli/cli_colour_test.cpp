@@ -42,7 +42,7 @@ TEST_F(CliEndToEnd, TheAutomaticModeChoosesPolarityAndSaysWhat)
     EXPECT_EQ(result.value("count").toInt(), 10);
     const QJsonObject chosen = result.value("segmentation").toObject();
     EXPECT_EQ(chosen.value("plane").toString(), "grey");
-    EXPECT_EQ(chosen.value("objects").toString(), "bright");
+    EXPECT_EQ(chosen.value("polarity").toString(), "bright");
     EXPECT_TRUE(o.err.contains("thresholded the grey plane, objects bright"))
         << o.err.toStdString();
     EXPECT_TRUE(Read("used.json").contains("\"mode\": \"auto\""));
