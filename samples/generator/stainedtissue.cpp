@@ -171,9 +171,9 @@ Scene MakeScene(const SceneParams& p)
     auto makeNucleus = [&](cv::Point2d centre) {
         Nucleus n;
         const double r = Uniform(random, p.minRadius, p.minRadius * p.radiusSpread);
-        const double aspect = Uniform(random, 1.0, 1.6);
-        n.a = r * std::sqrt(aspect);
-        n.b = r / std::sqrt(aspect);
+        const double elongation = Uniform(random, 1.0, 1.6);
+        n.a = r * std::sqrt(elongation);
+        n.b = r / std::sqrt(elongation);
         n.angle = Uniform(random, 0.0, CV_PI);
         n.centre = centre;
         n.amount = nuclearStain * Uniform(random, 0.85, 1.15);
