@@ -1,6 +1,8 @@
 #include "countingsession.h"
 
 #include "handmarks.h"
+#include "planechoice.h"
+
 #include "imagecanvas.h"
 #include "refinementhistory.h"
 
@@ -237,8 +239,11 @@ void CountingSession::Next()
         for (const QGraphicsPolygonItem* item : manager_->GetPolygonItems())
             polygons_ << item->polygon();
         manager_->SetSelectedRegions();
+        // Until the user picks a mode, the image suggests dark or bright.
+        if (!modeChosen_ && AutoCountManager::segmentMode != AutoCountManager::SEGMENT_MANUAL)
+            SuggestPolarity();
         ChangeStep(AutoCountManager::STEP_SEGMENT);
-        SetChannel(AutoCountManager::histogramChannel);
+        SetChannel(PlaneChannel());
         break;
     case AutoCountManager::STEP_SEGMENT:
         ChangeStep(AutoCountManager::STEP_SEPARATE);
@@ -321,15 +326,44 @@ void CountingSession::SetChannel(int channel)
 {
     if (manager_->GetSourceImage().empty())
         return;
-    manager_->GetHistogramData(channel, histogram_.data());
+    // The module's band reads another plane for red and blue than its
+    // histogram shows; it is given the code that reads the plane named, and
+    // the histogram is that plane's, from the engine.
+    const ::Channel plane = static_cast<::Channel>(channel);
+    manager_->GetHistogramData(planechoice::ModuleBandChannel(plane), histogram_.data());
+    const std::array<double, 256> counts =
+        planechoice::Histogram(planechoice::BandPlane(manager_->GetSourceImage(), plane));
+    const double largest = *std::max_element(counts.begin(), counts.end());
+    for (size_t k = 0; k < counts.size(); ++k)
+        histogram_[k] = largest > 0 ? static_cast<int>(counts[k] * 1000 / largest) : 0;
     emit histogramChanged();
     Resegmented();
 }
 
+int CountingSession::PlaneChannel() const
+{
+    return static_cast<int>(
+        planechoice::BandChannelOfModuleCode(AutoCountManager::histogramChannel));
+}
+
 void CountingSession::SetSegmentMode(int mode)
 {
+    modeChosen_ = true;
     manager_->SetSegmentMode(mode);
     Resegmented();
+}
+
+void CountingSession::SuggestPolarity()
+{
+    const cv::Mat& image = manager_->GetSourceImage();
+    if (image.empty())
+        return;
+    cv::Mat buffer;
+    const bool bright =
+        planechoice::BrightObjects(countcore::GreyImage(image, buffer), manager_->GetRegionMask());
+    suggestion_ = planechoice::PolarityName(bright);
+    AutoCountManager::segmentMode =
+        bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT : AutoCountManager::SEGMENT_AUTO_DARK;
 }
 
 void CountingSession::SetLowThreshold(int value)
@@ -578,7 +612,7 @@ CountSettings CountingSession::Settings() const
         s.mode = SegmentMode::Manual;
         break;
     }
-    s.channel = static_cast<Channel>(AutoCountManager::histogramChannel);
+    s.channel = planechoice::BandChannelOfModuleCode(AutoCountManager::histogramChannel);
     // The studio segments with the module's own threshold and measures the
     // grey image only: the command-line tool is to do the same.
     s.preparation.clear();
@@ -650,19 +684,24 @@ void CountingSession::ApplySettings(const CountSettings& s)
     }
     AutoCountManager::isProcessBound = !s.keepBorder;
     SetDish(s.dish == DishMode::Auto);
-    AutoCountManager::histogramChannel = static_cast<int>(s.channel);
+    AutoCountManager::histogramChannel = planechoice::ModuleBandChannel(s.channel);
     AutoCountManager::lowThresh = s.low;
     AutoCountManager::highThresh = s.high;
-    const int mode = s.mode == SegmentMode::Bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT
-                     : s.mode == SegmentMode::Dark ? AutoCountManager::SEGMENT_AUTO_DARK
-                                                   : AutoCountManager::SEGMENT_MANUAL;
-    AutoCountManager::segmentMode = mode;
+    // The automatic mode leaves dark or bright to the image's suggestion.
+    modeChosen_ = s.mode != SegmentMode::Auto;
+    if (s.mode == SegmentMode::Auto) {
+        if (Step() == AutoCountManager::STEP_SEGMENT)
+            SuggestPolarity();
+    } else {
+        AutoCountManager::segmentMode =
+            s.mode == SegmentMode::Bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT
+            : s.mode == SegmentMode::Dark ? AutoCountManager::SEGMENT_AUTO_DARK
+                                          : AutoCountManager::SEGMENT_MANUAL;
+        suggestion_.clear();
+    }
     if (Step() == AutoCountManager::STEP_SEGMENT) {
-        manager_->GetHistogramData(AutoCountManager::histogramChannel, histogram_.data());
-        emit histogramChanged();
         // Segments with the mode, channel and band just set.
-        manager_->SetSegmentMode(mode);
-        Resegmented();
+        SetChannel(PlaneChannel());
     } else if (Step() == AutoCountManager::STEP_RESULTS) {
         Refilter();
     }

@@ -83,7 +83,14 @@ public:
 
     /// @name Step 2: segmentation
     /// @{
+    /// Thresholds the plane @p channel names (a Channel) and shows its
+    /// histogram.
     void SetChannel(int channel);
+    /// The plane the manual band thresholds, as a Channel.
+    int PlaneChannel() const;
+    /// The polarity suggested from the image ("dark", "bright"), empty when
+    /// the user chose the mode.
+    const QString& Suggestion() const { return suggestion_; }
     const std::array<int, 256>& Histogram() const { return histogram_; }
     void SetSegmentMode(int mode);
     void SetLowThreshold(int value);
@@ -191,6 +198,8 @@ signals:
     void dishChanged(bool on);
 
 private:
+    /// Sets the automatic mode dark or bright as the grey plane suggests.
+    void SuggestPolarity();
     void OnHostEvent(int code, void* payload);
     void TakeSeparationResult(std::uint64_t request, const cv::Mat& result);
     /// Records the cut of @p kind that turned @p before into the current binary image.
@@ -219,6 +228,8 @@ private:
     QList<QRectF> rectangles_;     ///< the regions drawn, kept when step 1 ends
     QList<QPolygonF> polygons_;
     std::array<int, 256> histogram_{};
+    bool modeChosen_ = false; ///< the user picked the segmentation mode
+    QString suggestion_;      ///< see Suggestion()
     int observerId_ = -1;
     bool autoCutRunning_ = false;
     std::uint64_t separationRequest_ = 0; ///< the cut awaited, 0 for none

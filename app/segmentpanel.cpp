@@ -2,10 +2,13 @@
 
 #include "countingsession.h"
 #include "histogramwidget.h"
+#include "settings.h"
 
+#include "planechoice.h"
 #include "polarity.h"
 
 #include "autocount/autocountmanager.h"
+#include "autocount/core/countcore.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -49,14 +52,14 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
 
     channel_->setObjectName("channelCombo");
-    channel_->addItem(tr("Grey"), AutoCountManager::CHANNEL_GREY);
-    channel_->addItem(tr("Red"), AutoCountManager::CHANNEL_RED);
-    channel_->addItem(tr("Green"), AutoCountManager::CHANNEL_GREEN);
-    channel_->addItem(tr("Blue"), AutoCountManager::CHANNEL_BLUE);
-    channel_->addItem(tr("Hue"), AutoCountManager::CHANNEL_HUE);
-    channel_->addItem(tr("Saturation"), AutoCountManager::CHANNEL_SATURATION);
-    channel_->addItem(tr("Intensity"), AutoCountManager::CHANNEL_INTENSITY);
-    channel_->setToolTip(tr("Channel of the histogram and of the manual threshold"));
+    channel_->addItem(tr("Grey"), static_cast<int>(Channel::Grey));
+    channel_->addItem(tr("Red"), static_cast<int>(Channel::Red));
+    channel_->addItem(tr("Green"), static_cast<int>(Channel::Green));
+    channel_->addItem(tr("Blue"), static_cast<int>(Channel::Blue));
+    channel_->addItem(tr("Hue"), static_cast<int>(Channel::Hue));
+    channel_->addItem(tr("Saturation"), static_cast<int>(Channel::Saturation));
+    channel_->addItem(tr("Intensity"), static_cast<int>(Channel::Intensity));
+    channel_->setToolTip(tr("Plane of the manual threshold; the histogram shows that plane"));
 
     mode_->setObjectName("segmentModeCombo");
     mode_->addItem(tr("Automatic, bright objects"), AutoCountManager::SEGMENT_AUTO_BRIGHT);
@@ -165,16 +168,29 @@ SegmentPanel::SegmentPanel(CountingSession* session, QWidget* parent)
 void SegmentPanel::SuggestPolarity()
 {
     const AutoCountManager* manager = session_->Manager();
-    const polarity::Suggestion suggestion =
-        polarity::Suggest(manager->GetSourceImage(), manager->GetRegionMask());
-    const int suggested = suggestion.brightObjects ? AutoCountManager::SEGMENT_AUTO_BRIGHT
-                                                   : AutoCountManager::SEGMENT_AUTO_DARK;
-    const QString objects = suggestion.brightObjects ? tr("bright objects on a dark background")
-                                                     : tr("dark objects on a bright background");
-    const QString why = tr("Otsu's threshold %1 leaves %2 % of the picture above it; the larger "
-                           "part is taken for the background.")
-                            .arg(suggestion.threshold)
-                            .arg(qRound(suggestion.brightShare * 100.0));
+    const cv::Mat& image = manager->GetSourceImage();
+    if (image.empty())
+        return;
+    // The rule of the engine's automatic mode, so that a batch with "auto"
+    // decides as the studio did.
+    cv::Mat buffer;
+    const bool bright =
+        planechoice::BrightObjects(countcore::GreyImage(image, buffer), manager->GetRegionMask());
+    const polarity::Suggestion suggestion = polarity::Suggest(image, manager->GetRegionMask());
+    const int suggested =
+        bright ? AutoCountManager::SEGMENT_AUTO_BRIGHT : AutoCountManager::SEGMENT_AUTO_DARK;
+    const QString objects = bright ? tr("bright objects on a dark background")
+                                   : tr("dark objects on a bright background");
+    const QString why =
+        bright == suggestion.brightObjects
+            ? tr("Otsu's threshold %1 leaves %2 % of the picture above it; the larger part is "
+                 "taken for the background.")
+                  .arg(suggestion.threshold)
+                  .arg(qRound(suggestion.brightShare * 100.0))
+            : tr("Of the two sides of Otsu's threshold %1, the %2 one is made of compact "
+                 "pieces, so it holds the objects although it is the larger part.")
+                  .arg(suggestion.threshold)
+                  .arg(bright ? tr("bright") : tr("dark"));
     const bool automatic = AutoCountManager::segmentMode != AutoCountManager::SEGMENT_MANUAL;
     if (modePicked_ || !automatic) {
         polarity_->setText(tr("The picture looks like %1. %2").arg(objects, why));
@@ -217,7 +233,7 @@ void SegmentPanel::Refresh()
 {
     {
         const QSignalBlocker b1(channel_), b2(mode_);
-        channel_->setCurrentIndex(channel_->findData(AutoCountManager::histogramChannel));
+        channel_->setCurrentIndex(channel_->findData(session_->PlaneChannel()));
         mode_->setCurrentIndex(mode_->findData(AutoCountManager::segmentMode));
     }
     histogram_->SetHistogram(session_->Histogram());

@@ -6,6 +6,7 @@ QT_BEGIN_NAMESPACE
 class QComboBox;
 class QLabel;
 class QSlider;
+class QLabel;
 class QSpinBox;
 QT_END_NAMESPACE
 

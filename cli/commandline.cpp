@@ -116,13 +116,15 @@ struct Options
                                "repeatable; not together with --rect.",
                                "x1,y1,x2,y2,..."};
     QCommandLineOption mode{"mode",
-                            "Segmentation: dark (objects darker than the automatic "
-                            "threshold, the default), bright, or manual (the band "
-                            "--low..--high on --channel).",
-                            "dark|bright|manual"};
+                            "Segmentation: auto (the default: the plane with the clearest "
+                            "split into two classes, and dark or bright objects by which "
+                            "class is the background), dark (objects darker than the "
+                            "automatic threshold of the grey image), bright, or manual "
+                            "(the band --low..--high on --channel).",
+                            "auto|dark|bright|manual"};
     QCommandLineOption channel{"channel",
-                               "Channel of the manual band: grey (default), red, "
-                               "green, blue, hue, saturation or intensity.",
+                               "Plane of the manual band: grey (default), red, green, blue, "
+                               "hue, saturation or intensity.",
                                "name"};
     QCommandLineOption low{"low", "Lower bound of the manual band, 0-255, included (default 0).",
                            "N"};
@@ -276,7 +278,7 @@ struct Options
         "mean_gray_c1 for red, c2 green, c3 blue): on (default) or off.",
         "on|off"};
     QCommandLineOption stain{"stain",
-                             "With --mode dark or bright: threshold the optical density of a "
+                             "With the automatic modes: threshold the optical density of a "
                              "stain (colour deconvolution) instead of the grey image; objects "
                              "are where the stain is dense.",
                              "hematoxylin|eosin|dab|R,G,B"};
@@ -476,7 +478,7 @@ CommandLine Parse(const QStringList& arguments)
         if (parser.isSet(*band) && !manual)
             throw UsageError("--" + band->names().first(),
                              QStringLiteral("only with --mode manual (the automatic modes "
-                                            "threshold the grey image)"));
+                                            "choose their plane; --stain names one)"));
     if (parser.isSet(o.channel))
         s.channel = countsettings::ParseChannel("--channel", Single(parser, "channel"));
     if (parser.isSet(o.low))

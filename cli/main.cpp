@@ -213,6 +213,10 @@ int Run(CommandLine c)
                                                .arg(result.dish->x, 0, 'f', 1)
                                                .arg(result.dish->y, 0, 'f', 1)
                                                .arg(result.dish->radius, 0, 'f', 1));
+            if (c.verbose && result.ok() && !result.plane.isEmpty())
+                progress.PrintLine(stderr, QStringLiteral("autocount: %1: thresholded the %2 "
+                                                          "plane, objects %3")
+                                               .arg(result.file, result.plane, result.objectsKept));
             if (c.verbose && result.countMs >= 0)
                 progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
                                                           "written in %3 ms")

@@ -1,5 +1,7 @@
 #include "controllerresult.h"
 
+#include "planechoice.h"
+
 #include "autocount/autocountmanager.h"
 #include "host/scaleservice.h"
 
@@ -23,6 +25,13 @@ CountResult FromController(const AutoCountManager& m)
     for (const QGraphicsPolygonItem* item : m.GetPolygonItems())
         result.regions.push_back(countcore::PolygonRegion(item->polygon()));
 
+    // The module's automatic modes threshold the grey plane; its band, the
+    // plane its channel code reads.
+    result.settingsManual = AutoCountManager::segmentMode == AutoCountManager::SEGMENT_MANUAL;
+    result.plane = result.settingsManual ? countsettings::Name(planechoice::BandChannelOfModuleCode(
+                                               AutoCountManager::histogramChannel))
+                                         : QStringLiteral("grey");
+    result.bright = AutoCountManager::segmentMode == AutoCountManager::SEGMENT_AUTO_BRIGHT;
     const CalibrationEntry calibration = ScaleService::calibrationStore.GetCurrentEntry();
     result.scale = calibration.scale;
     result.unit = calibration.unitName;

@@ -2,6 +2,7 @@
 
 #include "catalogue.h"
 #include "dishagar.h"
+#include "planechoice.h"
 #include "separationworker.h"
 #include "sizefloor.h"
 #include "stains.h"
@@ -32,6 +33,7 @@ countcore::Request MakeRequest(const CountSettings& s)
             request.regions.push_back(countcore::PolygonRegion(polygon));
 
     switch (s.mode) {
+    case SegmentMode::Auto: // chosen in the count, see Count
     case SegmentMode::Bright:
         request.segmentMode = countcore::kSegmentAutoBright;
         break;
@@ -43,7 +45,9 @@ countcore::Request MakeRequest(const CountSettings& s)
         request.thresholds = {s.low, s.high};
         break;
     }
-    request.channel = static_cast<int>(s.channel);
+    // The module's band reads the blue plane for its red code and the red
+    // plane for its blue code; the user's word names the plane.
+    request.channel = planechoice::ModuleBandChannel(s.channel);
     for (Morphology op : s.morphology)
         request.morphology.push_back(static_cast<int>(op));
     request.fillHoles = s.fillHoles;
@@ -120,7 +124,17 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
     const std::optional<stains::Vector> stain =
         settings.stain.isEmpty() ? std::nullopt : stains::Parse(settings.stain);
     const bool prepares = steps.smooth || steps.background || steps.threshold;
-    const bool engineSegments = settings.mode != SegmentMode::Manual && (prepares || stain);
+    const bool automatic = settings.mode == SegmentMode::Auto;
+    result.settingsManual = settings.mode == SegmentMode::Manual;
+    if (settings.mode == SegmentMode::Manual) {
+        result.plane = countsettings::Name(settings.channel);
+    } else {
+        // A stain's density is high on the objects: bright objects.
+        result.plane = stain ? settings.stain : QStringLiteral("grey");
+        result.bright = stain || settings.mode == SegmentMode::Bright;
+    }
+    const bool engineSegments =
+        settings.mode != SegmentMode::Manual && (prepares || stain || automatic);
     // Segments @p source (the image or a part of it) inside @p regionMask.
     auto segment = [&](const cv::Mat& source, const cv::Mat& regionMask,
                        countcore::Thresholds& thresholds, cv::Mat& binary) {
@@ -130,11 +144,24 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
                                grey, binary);
             return;
         }
-        // A stain's density is high on the objects: bright objects.
-        const bool bright = stain || settings.mode == SegmentMode::Bright;
-        cv::Mat grey;
-        const cv::Mat plane =
-            stain ? stains::DensityPlane(source, *stain) : countcore::GreyImage(source, grey);
+        if (automatic && result.dish) {
+            // Colonies on agar differ in lightness, not in stain: the grey
+            // image, dark or bright.
+            cv::Mat buffer;
+            result.plane = QStringLiteral("grey");
+            result.bright =
+                planechoice::BrightObjects(countcore::GreyImage(source, buffer), regionMask);
+        } else if (automatic) {
+            const planechoice::Choice choice =
+                planechoice::Choose(source, regionMask, settings.stain);
+            result.plane = choice.plane;
+            result.bright = choice.bright;
+        }
+        const bool bright = result.bright;
+        const bool grey = result.plane == QLatin1String("grey");
+        cv::Mat buffer;
+        const cv::Mat plane = grey ? countcore::GreyImage(source, buffer)
+                                   : planechoice::NamedPlane(source, result.plane);
         if (prepares) {
             preparation::Steps used = steps;
             if (result.dish)
@@ -143,14 +170,21 @@ CountResult Count(const cv::Mat& image, const CountSettings& settings, const Hoo
             result.preparation = preparation::Segment(plane, bright, regionMask, used, binary);
         }
         if (!result.preparation.ran) {
-            if (!stain) {
-                countcore::Segment(source, regionMask, request.segmentMode, request.channel,
-                                   thresholds, grey, binary);
+            if (grey) {
+                countcore::Segment(source, regionMask,
+                                   bright ? countcore::kSegmentAutoBright
+                                          : countcore::kSegmentAutoDark,
+                                   request.channel, thresholds, buffer, binary);
                 return;
             }
             binary.setTo(0);
-            AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
-            thresholds.high = 255;
+            if (bright) {
+                AlgAuto2Bw(plane, regionMask, ALG_BRIGHT_OBJECTS, binary, thresholds.low);
+                thresholds.high = 255;
+            } else {
+                AlgAuto2Bw(plane, regionMask, ALG_DARK_OBJECTS, binary, thresholds.high);
+                thresholds.low = 0;
+            }
             return;
         }
         const int level =
@@ -246,6 +280,9 @@ ImageResult Summarise(const QString& file, const CountResult& r)
     result.scale = r.scale;
     result.lowThreshold = r.core.thresholds.low;
     result.highThreshold = r.core.thresholds.high;
+    result.plane = r.plane;
+    result.objectsKept =
+        r.settingsManual ? QStringLiteral("band") : planechoice::PolarityName(r.bright);
     const std::vector<parResult>& valid = r.core.validRecords;
     if (!valid.empty()) {
         // Summed in list order, as the statistics table sums.

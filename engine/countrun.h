@@ -47,6 +47,11 @@ struct CountResult
     /// Objects the user marked by hand where the count missed them, in image
     /// pixels; they are counted and numbered after the valid objects.
     std::vector<cv::Point2d> handAdded;
+    /// The plane thresholded: a channel's word (manual band), "grey", or a
+    /// stain; and, with the automatic modes, whether the objects are bright.
+    QString plane;
+    bool bright = false;
+    bool settingsManual = false; ///< the plane was thresholded by the manual band
 
     /// The valid objects, without those added by hand.
     int Count() const { return static_cast<int>(core.validRecords.size()); }

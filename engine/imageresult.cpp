@@ -92,6 +92,8 @@ QJsonObject ToJson(const ImageResult& r)
     json.insert("threshold", QJsonArray{r.lowThreshold, r.highThreshold});
     if (r.dish)
         json.insert("dish", imageresult::DishJson(*r.dish));
+    if (!r.plane.isEmpty())
+        json.insert("segmentation", QJsonObject{{"plane", r.plane}, {"polarity", r.objectsKept}});
     // Rows as text in key order, each value in its exact shortest form (Qt's
     // JSON reader would turn -0.0 into 0); a missing value is left empty.
     QJsonArray objects;
@@ -149,6 +151,9 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
         r.dish = dish::Circle{d.value("x").toDouble(), d.value("y").toDouble(),
                               d.value("radius").toDouble()};
     }
+    const QJsonObject segmentation = json.value("segmentation").toObject();
+    r.plane = segmentation.value("plane").toString();
+    r.objectsKept = segmentation.value("polarity").toString();
     for (const QJsonValue& item : json.value("objects").toArray()) {
         const std::vector<std::optional<double>> values = Split(item.toString());
         objectdata::Row row{};
@@ -266,6 +271,16 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
         out += ',';
         AppendKey(out, "count");
         out += QByteArray::number(r.count) + ',';
+        if (!r.plane.isEmpty()) {
+            AppendKey(out, "segmentation");
+            out += '{';
+            AppendKey(out, "plane");
+            AppendString(out, r.plane);
+            out += ',';
+            AppendKey(out, "polarity");
+            AppendString(out, r.objectsKept);
+            out += "},";
+        }
         AppendKey(out, "statistics");
         out += '{';
         for (int t = 0; t < r.statistics.size(); ++t) {

@@ -48,6 +48,10 @@ struct ImageResult
     int lowThreshold = 0;
     int highThreshold = 255;
     std::optional<dish::Circle> dish; ///< the dish's rim, with --dish auto
+    /// The plane thresholded ("grey", "red", ..., or a stain) and the
+    /// objects kept: "dark", "bright", or "band" for the manual band.
+    QString plane;
+    QString objectsKept;
     /// One row per valid object, numbered 1..count, keyed by objectdata::Keys().
     std::vector<objectdata::Row> objects;
     /// Measurements of the objects in the image's other planes (see

@@ -30,6 +30,10 @@ constexpr float kHoleWidening = 3.f;
 constexpr double kMinSigma = 0.3;
 // The smallest noise assumed: a quarter grey level (8-bit quantisation).
 constexpr double kMinNoise = 0.25;
+// Share of the region within kClippedBand grey levels of 0 (after objects
+// are turned bright) from which the plane is taken as clipped there.
+constexpr double kClippedShare = 0.5;
+constexpr double kClippedBand = 2.0;
 
 // Fills the holes of @p mask (255 objects): background components, under
 // 4-connectivity, that do not reach the image border.
@@ -269,6 +273,19 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
     report.backgroundLevel = level;
     report.noise = std::max(kMinNoise, kMadToSigma * Percentile(samples, 0.5));
     report.floor = level + kNoiseFactor * report.noise;
+    // A plane clipped at the bottom of its range over most of the region (a
+    // stain's density is 0 wherever the stain is absent) tells nothing of
+    // the noise: the Otsu level of the prepared image is the floor then.
+    const double regionPixels = cv::countNonZero(regionMask);
+    cv::Mat atLowest = (g <= kClippedBand) & regionMask;
+    if (regionPixels > 0 && cv::countNonZero(atLowest) >= kClippedShare * regionPixels) {
+        cv::Mat prepared8;
+        prepared.convertTo(prepared8, CV_8U);
+        int otsu = 0;
+        cv::Mat unused = cv::Mat::zeros(prepared8.size(), CV_8UC1);
+        AlgAuto2Bw(prepared8, regionMask, ALG_BRIGHT_OBJECTS, unused, otsu);
+        report.floor = std::max(report.floor, static_cast<double>(otsu));
+    }
 
     // Local peak within half the typical radius; a square is close enough
     // and separable.

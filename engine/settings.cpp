@@ -24,7 +24,7 @@ bool CountSettings::operator==(const CountSettings& o) const
 
 namespace countsettings {
 
-const QStringList kModes = {"dark", "bright", "manual"};
+const QStringList kModes = {"dark", "bright", "manual", "auto"};
 const QStringList kChannels = {"grey", "red", "green", "blue", "hue", "saturation", "intensity"};
 const QStringList kMorphology = {"dilate", "erode", "open", "close"};
 const QStringList kCuts = {"auto", "merge", "none", "distance"};

@@ -51,9 +51,11 @@ enum class SegmentMode
     Dark,   ///< Otsu; objects at or below the threshold
     Bright, ///< Otsu; objects above it
     Manual, ///< the band low..high on a channel
+    Auto,   ///< plane and polarity chosen from the image (planechoice.h); the default
 };
 
-/// The channel of the manual band, in the module's numbering.
+/// The channel of the manual band, in the module's numbering; each word
+/// means the plane it names (planechoice.h maps them onto the module's codes).
 enum class Channel
 {
     Grey,
@@ -131,7 +133,7 @@ struct CountSettings
 {
     QList<QRectF> rectangles; ///< x, y, width, height in pixels; none: whole image
     QList<QPolygonF> polygons;
-    SegmentMode mode = SegmentMode::Dark;
+    SegmentMode mode = SegmentMode::Auto;
     Channel channel = Channel::Grey;
     int low = 0;                  ///< manual band, inclusive
     int high = 255;               ///< manual band, inclusive
@@ -180,7 +182,7 @@ constexpr qint64 kMaximumSettingsBytes = 1 << 20;
 
 /// The words of each choice, as options and settings files spell them, in
 /// the order of its enum.
-extern const QStringList kModes;      ///< dark, bright, manual
+extern const QStringList kModes;      ///< dark, bright, manual, auto
 extern const QStringList kChannels;   ///< grey, red, green, blue, hue, saturation, intensity
 extern const QStringList kMorphology; ///< dilate, erode, open, close
 extern const QStringList kCuts;       ///< auto, merge, none, distance

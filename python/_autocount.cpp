@@ -257,6 +257,11 @@ PYBIND11_MODULE(_autocount, m)
                                    return py::make_tuple(r.summary.dish->x, r.summary.dish->y,
                                                          r.summary.dish->radius);
                                })
+        .def_property_readonly("segmentation",
+                               [](const PyResult& r) {
+                                   return py::make_tuple(r.summary.plane.toStdString(),
+                                                         r.summary.objectsKept.toStdString());
+                               })
         .def_property_readonly("settings_json", [](const PyResult& r) { return r.settings; })
         .def_property_readonly("copied", [](const PyResult& r) { return r.copied; })
         .def_property_readonly(

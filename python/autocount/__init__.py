@@ -101,6 +101,10 @@ class Result:
         dish: with ``dish="auto"``, the dish's rim (x, y, radius) in pixels.
         width, height: the image size in pixels.
         thresholds: the (low, high) threshold band used.
+        segmentation: the (plane, polarity) thresholded: the plane is "grey",
+            "red", "green", "blue", a stain, or another channel of the manual
+            band; the polarity is "dark", "bright" or "band" (the manual band).
+            With ``mode="auto"`` (the default) this is what was chosen.
         file: the file counted ("" for an array).
     """
 
@@ -163,6 +167,10 @@ class Result:
         """With ``dish="auto"``: the dish's rim found, (x, y, radius) in
         pixels; the count ran inside it. None otherwise."""
         return self._raw.dish
+
+    @property
+    def segmentation(self) -> Tuple[str, str]:
+        return self._raw.segmentation
 
     @property
     def file(self) -> str:

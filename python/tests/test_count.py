@@ -296,3 +296,20 @@ def test_help_describes_the_call():
 def test_the_package_says_where_it_comes_from():
     assert autocount.__version__
     assert os.path.dirname(autocount._autocount.__file__) == os.path.dirname(autocount.__file__)
+
+
+def test_colour_words_name_their_planes_and_the_choice_is_told():
+    # Three discs bright in red only, five in blue only (RGB order).
+    yy, xx = np.mgrid[0:200, 0:400]
+    image = np.zeros((200, 400, 3), np.uint8)
+    for i in range(3):
+        image[(yy - 50) ** 2 + (xx - 40 - 60 * i) ** 2 <= 14 ** 2, 0] = 200
+    for i in range(5):
+        image[(yy - 140) ** 2 + (xx - 40 - 60 * i) ** 2 <= 14 ** 2, 2] = 200
+    band = {"mode": "manual", "low": 100, "high": 255}
+    red = autocount.count(image, channel="red", **band)
+    assert (red.count, red.segmentation) == (3, ("red", "band"))
+    assert autocount.count(image, channel="blue", **band).count == 5
+    automatic = autocount.count(image)
+    assert automatic.settings["mode"] == "auto"
+    assert automatic.segmentation[1] == "bright"

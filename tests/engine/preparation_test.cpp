@@ -99,6 +99,7 @@ TEST(Preparation, BackgroundRampNeitherCreatesNorRemovesObjects)
     const cv::Mat ramp = Discs({}, 12, 20, 60);
     EXPECT_EQ(countrun::Count(ramp, Bright()).Count(), 0);
     CountSettings dark;
+    dark.mode = SegmentMode::Dark;
     cv::Mat inverted;
     cv::bitwise_not(Discs(levels, 12, 20, 60), inverted);
     EXPECT_EQ(countrun::Count(inverted, dark).Count(), 8);
