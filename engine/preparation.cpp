@@ -87,9 +87,22 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
                 top = std::max(top, p[x]);
             }
     }
+    // An object whose half height does not clear the noise floor cannot be
+    // told from a ripple of the background: it is dropped.
     std::vector<float> need(peak.size());
-    for (size_t i = 1; i < peak.size(); ++i)
-        need[i] = std::max(floorLevel, share * peak[i] + rest);
+    bool dropped = false;
+    for (size_t i = 1; i < peak.size(); ++i) {
+        need[i] = share * peak[i] + rest;
+        dropped = dropped || need[i] <= floorLevel;
+    }
+    if (dropped)
+        for (int y = 0; y < rows; ++y) {
+            int* l = labels.ptr<int>(y);
+            unsigned char* b = binary.ptr<unsigned char>(y);
+            for (int x = 0; x < cols; ++x)
+                if (l[x] > 0 && need[static_cast<size_t>(l[x])] <= floorLevel)
+                    l[x] = b[x] = 0;
+        }
     // The edge pixels of every component start the growth.
     for (int y = 0; y < rows; ++y) {
         const int* l = labels.ptr<int>(y);
