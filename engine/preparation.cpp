@@ -75,17 +75,25 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
     const int count = cv::connectedComponents(binary, labels, 8, CV_32S);
     if (count < 2)
         return;
+    // One pass: each component's peak, and its edge pixels, which start the
+    // growth.
     std::vector<float> peak(static_cast<size_t>(count), 0.f);
     std::vector<int> front;
     const int cols = binary.cols, rows = binary.rows;
     for (int y = 0; y < rows; ++y) {
         const int* l = labels.ptr<int>(y);
+        const int* above = labels.ptr<int>(std::max(0, y - 1));
+        const int* below = labels.ptr<int>(std::min(rows - 1, y + 1));
         const float* p = prepared.ptr<float>(y);
-        for (int x = 0; x < cols; ++x)
-            if (l[x] > 0) {
-                float& top = peak[static_cast<size_t>(l[x])];
-                top = std::max(top, p[x]);
-            }
+        for (int x = 0; x < cols; ++x) {
+            if (l[x] <= 0)
+                continue;
+            float& top = peak[static_cast<size_t>(l[x])];
+            top = std::max(top, p[x]);
+            if ((x > 0 && l[x - 1] == 0) || (x + 1 < cols && l[x + 1] == 0) || above[x] == 0 ||
+                below[x] == 0)
+                front.push_back(y * cols + x);
+        }
     }
     // An object whose half height does not clear the noise floor cannot be
     // told from a ripple of the background: it is dropped.
@@ -103,15 +111,6 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
                 if (l[x] > 0 && need[static_cast<size_t>(l[x])] <= floorLevel)
                     l[x] = b[x] = 0;
         }
-    // The edge pixels of every component start the growth.
-    for (int y = 0; y < rows; ++y) {
-        const int* l = labels.ptr<int>(y);
-        for (int x = 0; x < cols; ++x)
-            if (l[x] > 0 && ((x > 0 && l[x - 1] == 0) || (x + 1 < cols && l[x + 1] == 0) ||
-                             (y > 0 && labels.ptr<int>(y - 1)[x] == 0) ||
-                             (y + 1 < rows && labels.ptr<int>(y + 1)[x] == 0)))
-                front.push_back(y * cols + x);
-    }
     int* l = labels.ptr<int>(0);
     const float* p = prepared.ptr<float>(0);
     const unsigned char* region = regionMask.ptr<unsigned char>(0);
@@ -121,6 +120,8 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
         const int i = front[k];
         const int x = i % cols, y = i / cols;
         const int label = l[i];
+        if (label <= 0)
+            continue; // a dropped component's edge
         const float threshold = need[static_cast<size_t>(label)];
         const int next[4] = {x > 0 ? i - 1 : -1, x + 1 < cols ? i + 1 : -1, y > 0 ? i - cols : -1,
                              y + 1 < rows ? i + cols : -1};
@@ -159,7 +160,7 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
     cv::Mat grown = labels > 0, opened;
     const int side = 2 * static_cast<int>(kEdgeReach) + 1;
     cv::morphologyEx(grown, opened, cv::MORPH_OPEN,
-                     cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side)));
+                     cv::getStructuringElement(cv::MORPH_RECT, cv::Size(side, side)));
     cv::bitwise_or(binary, opened, binary);
 }
 
