@@ -37,9 +37,11 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
             return;
         settingsFiles << sidecar;
         QString error;
-        written(sidecar,
-                checkedfile::Write(sidecar, outputs::SettingsFile(settings, result.file), &error),
-                error);
+        written(
+            sidecar,
+            checkedfile::Write(
+                sidecar, outputs::SettingsFile(settings, result.file, &result.preparation), &error),
+            error);
     };
 
     // One picture for the report and the annotated file.

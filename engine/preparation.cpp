@@ -166,6 +166,18 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
 
 } // namespace
 
+std::vector<std::pair<const char*, double>> Figures(const Report& r)
+{
+    return {{"object_radius", r.objectRadius},
+            {"largest_radius", r.largestRadius},
+            {"texture", r.texture},
+            {"smoothing_sigma", r.sigma},
+            {"background_disc", r.discRadius},
+            {"background_level", r.backgroundLevel},
+            {"noise", r.noise},
+            {"floor", r.floor}};
+}
+
 void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,
                   int& factor)
 {

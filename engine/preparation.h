@@ -55,6 +55,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <utility>
+#include <vector>
+
 namespace preparation {
 
 /// Share of the typical radius used as the smoothing sigma.
@@ -97,6 +100,10 @@ struct Report
     double noise = 0;           ///< s
     double floor = 0;           ///< m + kNoiseFactor x s (or the Otsu level)
 };
+
+/// The figures of @p report under stable keys ("object_radius", ...), in
+/// the order of the Report's fields, with their values.
+std::vector<std::pair<const char*, double>> Figures(const Report& report);
 
 /// Typical and largest radius of the bright objects of @p grey
 /// (8-bit); 0 when nothing is found. @p firstMask receives the first Otsu

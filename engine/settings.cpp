@@ -388,7 +388,7 @@ CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
                            const QString& option)
 {
     // Keys a results file adds beside the settings; they do not change a count.
-    static const QSet<QString> informational = {"image", "autocount"};
+    static const QSet<QString> informational = {"image", "autocount", "prepared"};
     CountSettings s = base;
     for (auto it = json.begin(); it != json.end(); ++it) {
         const QString& key = it.key();

@@ -48,7 +48,10 @@ QString SettingsPathBeside(const QString& path);
 bool SettingsBesideAllowed(const QString& path);
 
 /// A settings file that records @p settings and the image they were used on.
-QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString());
+/// With @p prepared (that ran), what the preparation chose for the image is
+/// recorded under "prepared", a key that reading the file back passes over.
+QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString(),
+                        const preparation::Report* prepared = nullptr);
 
 /// The --json document: schema and tool version, the settings and one
 /// data record (imageresult::DataRecord) per image, with @p indexes their
