@@ -80,18 +80,22 @@ void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, flo
     std::vector<float> peak(static_cast<size_t>(count), 0.f);
     std::vector<int> front;
     const int cols = binary.cols, rows = binary.rows;
+    // Only edge pixels beside a pixel above the floor can grow.
+    auto open = [&](int label, float value) { return label == 0 && value > floorLevel; };
     for (int y = 0; y < rows; ++y) {
         const int* l = labels.ptr<int>(y);
         const int* above = labels.ptr<int>(std::max(0, y - 1));
         const int* below = labels.ptr<int>(std::min(rows - 1, y + 1));
         const float* p = prepared.ptr<float>(y);
+        const float* pa = prepared.ptr<float>(std::max(0, y - 1));
+        const float* pb = prepared.ptr<float>(std::min(rows - 1, y + 1));
         for (int x = 0; x < cols; ++x) {
             if (l[x] <= 0)
                 continue;
             float& top = peak[static_cast<size_t>(l[x])];
             top = std::max(top, p[x]);
-            if ((x > 0 && l[x - 1] == 0) || (x + 1 < cols && l[x + 1] == 0) || above[x] == 0 ||
-                below[x] == 0)
+            if ((x > 0 && open(l[x - 1], p[x - 1])) || (x + 1 < cols && open(l[x + 1], p[x + 1])) ||
+                open(above[x], pa[x]) || open(below[x], pb[x]))
                 front.push_back(y * cols + x);
         }
     }
