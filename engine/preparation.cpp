@@ -395,6 +395,7 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
         for (int x = 0; x < prepared.cols; ++x)
             b[x] = region[x] && p[x] > floorLevel && p[x] >= share * q[x] + rest ? 255 : 0;
     }
+    peak.release(); // the growth's labels take its place
     GrowToOwnHalfHeight(prepared, regionMask, floorLevel, share, rest, binary);
     return report;
 }
