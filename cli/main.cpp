@@ -195,45 +195,53 @@ int Run(CommandLine c)
     BatchRunner runner(c.settings, c.jobs, c.json, c.isolate);
     runner.SetStop(interruption::Requested);
     runner.SetTimeLimit(c.timeLimit);
-    const QList<ImageResult> results =
-        runner.Run(items, [&](int position, const ImageResult& result) {
-            const bool notCounted = result.error == BatchRunner::NotCounted();
-            if (result.ok())
-                printResult(imageresult::SummaryLine(result));
-            else if (!notCounted)
-                progress.PrintLine(
-                    stderr, QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
-            for (const QString& note : c.quiet ? QStringList() : result.source.notes)
-                progress.PrintLine(
-                    stderr, QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
-            if (c.verbose && result.ok() && result.dish)
-                progress.PrintLine(stderr, QStringLiteral("autocount: %1: dish centre %2, %3, "
-                                                          "radius %4 px")
-                                               .arg(result.file)
-                                               .arg(result.dish->x, 0, 'f', 1)
-                                               .arg(result.dish->y, 0, 'f', 1)
-                                               .arg(result.dish->radius, 0, 'f', 1));
-            if (c.verbose && result.ok() && !result.plane.isEmpty())
-                progress.PrintLine(stderr, QStringLiteral("autocount: %1: thresholded the %2 "
-                                                          "plane, objects %3")
-                                               .arg(result.file, result.plane, result.objectsKept));
-            if (c.verbose && result.countMs >= 0)
-                progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
-                                                          "written in %3 ms")
-                                               .arg(result.file)
-                                               .arg(result.countMs)
-                                               .arg(std::max<qint64>(result.writeMs, 0)));
-            for (const QString& error : result.outputErrors)
-                progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
-            if (!notCounted) {
-                aggregates.Add(result, items[position].index, &aggregateErrors);
-                ++finished;
-            }
-            for (const QString& error : aggregateErrors)
-                progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
-            aggregateErrors.clear();
-            progress.Update(position + 1);
-        });
+    const QList<ImageResult> results = runner.Run(items, [&](int position,
+                                                             const ImageResult& result) {
+        const bool notCounted = result.error == BatchRunner::NotCounted();
+        if (result.ok())
+            printResult(imageresult::SummaryLine(result));
+        else if (!notCounted)
+            progress.PrintLine(stderr,
+                               QStringLiteral("autocount: %1: %2").arg(result.file, result.error));
+        for (const QString& note : c.quiet ? QStringList() : result.source.notes)
+            progress.PrintLine(stderr,
+                               QStringLiteral("autocount: %1: note: %2").arg(result.file, note));
+        if (c.verbose && result.ok() && result.dish)
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1: dish centre %2, %3, "
+                                                      "radius %4 px")
+                                           .arg(result.file)
+                                           .arg(result.dish->x, 0, 'f', 1)
+                                           .arg(result.dish->y, 0, 'f', 1)
+                                           .arg(result.dish->radius, 0, 'f', 1));
+        if (c.verbose && result.ok() && !result.plane.isEmpty())
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1: thresholded the %2 "
+                                                      "plane, objects %3")
+                                           .arg(result.file, result.plane, result.objectsKept));
+        if (c.verbose && result.countMs >= 0)
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1: counted in %2 ms, files "
+                                                      "written in %3 ms")
+                                           .arg(result.file)
+                                           .arg(result.countMs)
+                                           .arg(std::max<qint64>(result.writeMs, 0)));
+        if (c.verbose && result.ok() && result.preparation.ran) {
+            QStringList figures;
+            for (const auto& [key, value] : preparation::Figures(result.preparation))
+                figures << QStringLiteral("%1 %2").arg(
+                    QLatin1String(key), QString::fromLatin1(objectdata::Number(value)));
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1: prepared: %2")
+                                           .arg(result.file, figures.join(QStringLiteral(", "))));
+        }
+        for (const QString& error : result.outputErrors)
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+        if (!notCounted) {
+            aggregates.Add(result, items[position].index, &aggregateErrors);
+            ++finished;
+        }
+        for (const QString& error : aggregateErrors)
+            progress.PrintLine(stderr, QStringLiteral("autocount: %1").arg(error));
+        aggregateErrors.clear();
+        progress.Update(position + 1);
+    });
     progress.Finish();
 
     const bool interrupted = interruption::Requested();

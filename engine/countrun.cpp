@@ -308,6 +308,7 @@ ImageResult Summarise(const QString& file, const CountResult& r)
     result.dish = r.dish;
     result.channelKeys = r.channels.keys;
     result.channelRows = r.channels.rows;
+    result.preparation = r.preparation;
     for (int type = 0; type < countcore::kDataTypeCount; ++type) {
         TypeStatistics s;
         s.name = QString::fromLatin1(objectdata::MeasurementKey(type));

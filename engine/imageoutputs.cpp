@@ -39,7 +39,9 @@ void Write(const CountSettings& settings, const ImageOutputs& outputs,
         QString error;
         written(sidecar,
                 checkedfile::Write(
-                    sidecar, outputs::SettingsFile(settings, result.file, result.dish), &error),
+                    sidecar,
+                    outputs::SettingsFile(settings, result.file, result.dish, &result.preparation),
+                    &error),
                 error);
     };
 

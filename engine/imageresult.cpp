@@ -107,6 +107,12 @@ QJsonObject ToJson(const ImageResult& r)
         json.insert("channelKeys", Strings(r.channelKeys));
         json.insert("channelRows", rows);
     }
+    if (r.preparation.ran) {
+        QJsonObject figures;
+        for (const auto& [key, value] : preparation::Figures(r.preparation))
+            figures.insert(QLatin1String(key), value);
+        json.insert("preparation", figures);
+    }
     QJsonArray statistics;
     for (const TypeStatistics& s : r.statistics) {
         std::array<double, 6> values;
@@ -168,6 +174,16 @@ bool FromJson(const QJsonObject& json, ImageResult& r)
         for (const std::optional<double>& v : Split(item.toString()))
             row.push_back(v.value_or(std::nan("")));
         r.channelRows.push_back(row);
+    }
+    if (json.value("preparation").isObject()) {
+        const QJsonObject figures = json.value("preparation").toObject();
+        preparation::Report& p = r.preparation;
+        p.ran = true;
+        double* fields[] = {&p.objectRadius, &p.largestRadius,   &p.texture, &p.sigma,
+                            &p.discRadius,   &p.backgroundLevel, &p.noise,   &p.floor};
+        const auto keys = preparation::Figures(p);
+        for (size_t i = 0; i < keys.size(); ++i)
+            *fields[i] = figures.value(QLatin1String(keys[i].first)).toDouble();
     }
     for (const QJsonValue& item : json.value("statistics").toArray()) {
         const QJsonObject o = item.toObject();
@@ -310,6 +326,15 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
                 AppendKey(out, objectdata::Keys()[c]);
                 AppendNumber(out, r.objects[o][c]);
             }
+            // The measurements in the other planes, under their own keys.
+            if (o < r.channelRows.size())
+                for (int k = 0; k < r.channelKeys.size(); ++k) {
+                    out += ',';
+                    AppendKey(out, r.channelKeys[k].toUtf8().constData());
+                    AppendNumber(out, k < static_cast<int>(r.channelRows[o].size())
+                                          ? r.channelRows[o][static_cast<size_t>(k)]
+                                          : std::nan(""));
+                }
             out += '}';
         }
         out += "],";
@@ -326,6 +351,22 @@ QByteArray DataRecord(const ImageResult& r, int index, bool withOutputs)
             AppendKey(out, "radius");
             AppendNumber(out, r.dish->radius);
             out += "},";
+        }
+        // What the preparation of the threshold chose; null when it did not run.
+        AppendKey(out, "preparation");
+        if (r.preparation.ran) {
+            out += '{';
+            bool first = true;
+            for (const auto& [key, value] : preparation::Figures(r.preparation)) {
+                if (!first)
+                    out += ',';
+                first = false;
+                AppendKey(out, key);
+                AppendNumber(out, value);
+            }
+            out += "},";
+        } else {
+            out += "null,";
         }
         // How the image was read: page, conversion, calibration and notes;
         // and, for deeper samples, the intensities in the file's own units.

@@ -6,6 +6,7 @@
 #include "dish.h"
 #include "imagesource.h"
 #include "objectdata.h"
+#include "preparation.h"
 
 #include <QJsonObject>
 #include <QList>
@@ -58,6 +59,9 @@ struct ImageResult
     /// channelmeasures.h): keys such as "mean_gray_c2", one row per object.
     QStringList channelKeys;
     std::vector<std::vector<double>> channelRows;
+    /// What the preparation of the threshold found and used; ran is false
+    /// when it was off or nothing stood out.
+    preparation::Report preparation;
     /// One entry per data type, in data type order, named by its key.
     QList<TypeStatistics> statistics;
     QStringList outputs;      ///< files written for this image

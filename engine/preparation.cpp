@@ -67,7 +67,124 @@ double Percentile(std::vector<double> values, double share)
     return values[k];
 }
 
+// Grows each component of @p binary over the 4-connected pixels that lie
+// above @p floorLevel and reach @p share of the component's own peak (above
+// the background): a dim object that lost the band beside a bright
+// neighbour, where the local peak is the neighbour's, gets it back up to the
+// neighbour's own half height, and no object grows past its own.
+void GrowToOwnHalfHeight(const cv::Mat& prepared, const cv::Mat& regionMask, float floorLevel,
+                         float share, float rest, cv::Mat& binary)
+{
+    cv::Mat labels;
+    const int count = cv::connectedComponents(binary, labels, 8, CV_32S);
+    if (count < 2)
+        return;
+    // One pass: each component's peak, and its edge pixels, which start the
+    // growth.
+    std::vector<float> peak(static_cast<size_t>(count), 0.f);
+    std::vector<int> front;
+    const int cols = binary.cols, rows = binary.rows;
+    // Only edge pixels beside a pixel above the floor can grow.
+    auto open = [&](int label, float value) { return label == 0 && value > floorLevel; };
+    for (int y = 0; y < rows; ++y) {
+        const int* l = labels.ptr<int>(y);
+        const int* above = labels.ptr<int>(std::max(0, y - 1));
+        const int* below = labels.ptr<int>(std::min(rows - 1, y + 1));
+        const float* p = prepared.ptr<float>(y);
+        const float* pa = prepared.ptr<float>(std::max(0, y - 1));
+        const float* pb = prepared.ptr<float>(std::min(rows - 1, y + 1));
+        for (int x = 0; x < cols; ++x) {
+            if (l[x] <= 0)
+                continue;
+            float& top = peak[static_cast<size_t>(l[x])];
+            top = std::max(top, p[x]);
+            if ((x > 0 && open(l[x - 1], p[x - 1])) || (x + 1 < cols && open(l[x + 1], p[x + 1])) ||
+                open(above[x], pa[x]) || open(below[x], pb[x]))
+                front.push_back(y * cols + x);
+        }
+    }
+    // An object whose half height does not clear the noise floor cannot be
+    // told from a ripple of the background: it is dropped.
+    std::vector<float> need(peak.size());
+    bool dropped = false;
+    for (size_t i = 1; i < peak.size(); ++i) {
+        need[i] = share * peak[i] + rest;
+        dropped = dropped || need[i] <= floorLevel;
+    }
+    if (dropped)
+        for (int y = 0; y < rows; ++y) {
+            int* l = labels.ptr<int>(y);
+            unsigned char* b = binary.ptr<unsigned char>(y);
+            for (int x = 0; x < cols; ++x)
+                if (l[x] > 0 && need[static_cast<size_t>(l[x])] <= floorLevel)
+                    l[x] = b[x] = 0;
+        }
+    int* l = labels.ptr<int>(0);
+    const float* p = prepared.ptr<float>(0);
+    const unsigned char* region = regionMask.ptr<unsigned char>(0);
+    CV_Assert(labels.isContinuous() && prepared.isContinuous() && regionMask.isContinuous() &&
+              binary.isContinuous());
+    for (size_t k = 0; k < front.size(); ++k) {
+        const int i = front[k];
+        const int x = i % cols, y = i / cols;
+        const int label = l[i];
+        if (label <= 0)
+            continue; // a dropped component's edge
+        const float threshold = need[static_cast<size_t>(label)];
+        const int next[4] = {x > 0 ? i - 1 : -1, x + 1 < cols ? i + 1 : -1, y > 0 ? i - cols : -1,
+                             y + 1 < rows ? i + cols : -1};
+        for (int n : next) {
+            if (n < 0 || l[n] != 0 || !region[n] || p[n] <= threshold)
+                continue;
+            // Where a component meets one it cannot belong to (the dimmer
+            // one's peak lies below the brighter one's share), a line of
+            // one pixel stays between them.
+            const int nx = n % cols, ny = n / cols;
+            bool line = false;
+            for (int dy = -1; dy <= 1 && !line; ++dy)
+                for (int dx = -1; dx <= 1 && !line; ++dx) {
+                    const int mx = nx + dx, my = ny + dy;
+                    if (mx < 0 || my < 0 || mx >= cols || my >= rows)
+                        continue;
+                    const int other = l[my * cols + mx];
+                    if (other > 0 && other != label) {
+                        const float a = peak[static_cast<size_t>(other)];
+                        const float c = peak[static_cast<size_t>(label)];
+                        line = share * std::max(a, c) + rest > std::min(a, c);
+                    }
+                }
+            if (line) {
+                l[n] = -1;
+                continue;
+            }
+            l[n] = label;
+            front.push_back(n);
+        }
+    }
+    // The growth also creeps along the blurred rim of a brighter neighbour
+    // and across narrow gaps; those strips are thinner than the blur's
+    // reach, and an opening of that width removes them and keeps the bands
+    // that belong to the body of an object.
+    cv::Mat grown = labels > 0, opened;
+    const int side = 2 * static_cast<int>(kEdgeReach) + 1;
+    cv::morphologyEx(grown, opened, cv::MORPH_OPEN,
+                     cv::getStructuringElement(cv::MORPH_RECT, cv::Size(side, side)));
+    cv::bitwise_or(binary, opened, binary);
+}
+
 } // namespace
+
+std::vector<std::pair<const char*, double>> Figures(const Report& r)
+{
+    return {{"object_radius", r.objectRadius},
+            {"largest_radius", r.largestRadius},
+            {"texture", r.texture},
+            {"smoothing_sigma", r.sigma},
+            {"background_disc", r.discRadius},
+            {"background_level", r.backgroundLevel},
+            {"noise", r.noise},
+            {"floor", r.floor}};
+}
 
 void EstimateSize(const cv::Mat& grey, double& typical, double& largest, cv::Mat& firstMask,
                   int& factor)
@@ -306,6 +423,8 @@ Report Segment(const cv::Mat& grey, bool bright, const cv::Mat& regionMask, cons
         for (int x = 0; x < prepared.cols; ++x)
             b[x] = region[x] && p[x] > floorLevel && p[x] >= share * q[x] + rest ? 255 : 0;
     }
+    peak.release(); // the growth's labels take its place
+    GrowToOwnHalfHeight(prepared, regionMask, floorLevel, share, rest, binary);
     return report;
 }
 

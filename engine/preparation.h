@@ -41,13 +41,22 @@
 //    noise alone is not an object) and reaches kPeakShare of the local peak
 //    above m (the maximum within kPeakWindowShare x R), so every object ends
 //    near its own half height whatever its brightness, and a dim nucleus
-//    loses only a thin band where it meets a bright one. Without this step
+//    loses only a thin band where it meets a bright one. Each object then
+//    grows back over the pixels that reach kPeakShare of its own peak, so
+//    that band returns; where two objects meet and the dimmer one's peak is
+//    below the brighter one's share, a line of one pixel stays between
+//    them, and strips thinner than the blur (along a brighter neighbour's
+//    rim, across a narrow gap) are opened away, and an object whose half
+//    height does not clear the noise floor is dropped. Without this step
 //    the prepared image is thresholded by Otsu.
 // 5. Holes (step "holes", after separation): a hole whose rim belongs to
 //    one object alone is filled; background ringed by two or more separate
 //    objects stays, the rule the distance cut applies to holes.
 
 #include <opencv2/core.hpp>
+
+#include <utility>
+#include <vector>
 
 namespace preparation {
 
@@ -97,6 +106,10 @@ struct Report
     double noise = 0;           ///< s
     double floor = 0;           ///< m + kNoiseFactor x s (or the Otsu level)
 };
+
+/// The figures of @p report under stable keys ("object_radius", ...), in
+/// the order of the Report's fields, with their values.
+std::vector<std::pair<const char*, double>> Figures(const Report& report);
 
 /// Typical and largest radius of the bright objects of @p grey
 /// (8-bit); 0 when nothing is found. @p firstMask receives the first Otsu

@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <cmath>
+
 #include <sqlite3.h>
 
 namespace {
@@ -66,6 +68,9 @@ QByteArray Schema()
     for (int c = 1; c < objectdata::kColumnCount; ++c)
         objects += QByteArray(",\n    ") + objectdata::Keys()[c] +
                    (objectdata::IsInteger(c) ? " INTEGER" : " REAL");
+    QByteArray preparations;
+    for (const auto& [key, value] : preparation::Figures(preparation::Report()))
+        preparations += QByteArray(",\n    ") + key + " REAL";
     return "CREATE TABLE IF NOT EXISTS runs (\n"
            "    id INTEGER PRIMARY KEY,\n"
            "    schema_version INTEGER NOT NULL,\n"
@@ -101,7 +106,18 @@ QByteArray Schema()
            "    object INTEGER NOT NULL" +
            objects +
            ",\n"
-           "    PRIMARY KEY (image_id, object));\n";
+           "    PRIMARY KEY (image_id, object));\n"
+           "CREATE TABLE IF NOT EXISTS object_channels (\n"
+           "    image_id INTEGER NOT NULL REFERENCES images(id) ON DELETE CASCADE ON UPDATE "
+           "CASCADE,\n"
+           "    object INTEGER NOT NULL,\n"
+           "    channel TEXT NOT NULL,\n"
+           "    mean_gray REAL, integral REAL, max_gray REAL, min_gray REAL, std_dev REAL,\n"
+           "    PRIMARY KEY (image_id, object, channel));\n"
+           "CREATE TABLE IF NOT EXISTS preparations (\n"
+           "    image_id INTEGER PRIMARY KEY REFERENCES images(id) ON DELETE CASCADE ON UPDATE "
+           "CASCADE" +
+           preparations + ");\n";
 }
 
 } // namespace
@@ -250,6 +266,38 @@ bool ResultsDatabase::Add(const ImageResult& r, int index, QString* error)
             for (int c = 0; c < objectdata::kColumnCount; ++c)
                 objects.BindNumber(2 + c, r.objects[o][c], objectdata::IsInteger(c));
             ok = objects.Run();
+        }
+
+        // The other planes: five values per plane, named by the plane.
+        Statement channels(db_, "INSERT INTO object_channels VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+        ok = ok && channels.ok();
+        const int planes = static_cast<int>(r.channelKeys.size()) / 5;
+        for (size_t o = 0; ok && o < r.channelRows.size(); ++o)
+            for (int p = 0; ok && p < planes; ++p) {
+                const std::vector<double>& row = r.channelRows[o];
+                channels.Bind(1, id);
+                channels.Bind(2, static_cast<qint64>(o + 1));
+                channels.Bind(3, r.channelKeys[5 * p].mid(QStringLiteral("mean_gray_").size()));
+                for (int k = 0; k < 5; ++k) {
+                    const size_t at = static_cast<size_t>(5 * p + k);
+                    channels.BindNumber(4 + k, at < row.size() ? row[at] : std::nan(""), false);
+                }
+                ok = channels.Run();
+            }
+
+        if (ok && r.ok() && r.preparation.ran) {
+            const auto figures = preparation::Figures(r.preparation);
+            QByteArray insert = "INSERT INTO preparations VALUES (?";
+            for (size_t i = 0; i < figures.size(); ++i)
+                insert += ", ?";
+            Statement prepared(db_, insert + ')');
+            ok = prepared.ok();
+            if (ok) {
+                prepared.Bind(1, id);
+                for (size_t i = 0; i < figures.size(); ++i)
+                    prepared.BindNumber(2 + static_cast<int>(i), figures[i].second, false);
+                ok = prepared.Run();
+            }
         }
     }
     if (!ok) {

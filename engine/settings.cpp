@@ -400,7 +400,7 @@ CountSettings FromJsonKeys(const QJsonObject& json, const CountSettings& base,
 {
     // Keys a results file adds beside the settings; they do not change a count.
     // What a file written beside a report records of the count itself.
-    static const QSet<QString> informational = {"image", "autocount", "dishFound"};
+    static const QSet<QString> informational = {"image", "autocount", "dishFound", "prepared"};
     CountSettings s = base;
     for (auto it = json.begin(); it != json.end(); ++it) {
         const QString& key = it.key();

@@ -1,5 +1,7 @@
 #include "tablewriters.h"
 
+#include "channelmeasures.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -54,6 +56,15 @@ QStringList KeyList()
     return keys;
 }
 
+// The colour planes' measurements, the same columns for every image of a
+// batch (empty for a grey image or with the measurements off).
+QStringList ColourPlaneKeys()
+{
+    return channelmeasures::Keys(QStringLiteral("c1")) +
+           channelmeasures::Keys(QStringLiteral("c2")) +
+           channelmeasures::Keys(QStringLiteral("c3"));
+}
+
 } // namespace
 
 QString Number(double value)
@@ -104,15 +115,28 @@ QByteArray TableTsv(const ImageResult& result)
 QByteArray ObjectsCsvHeader(const QString& unit)
 {
     return CsvUnitLine(unit) +
-           CsvLine(QStringList{QStringLiteral("image"), QStringLiteral("image_index")} + KeyList());
+           CsvLine(QStringList{QStringLiteral("image"), QStringLiteral("image_index")} + KeyList() +
+                   ColourPlaneKeys());
 }
 
 QByteArray ObjectsCsvRows(const ImageResult& result, int index)
 {
     QByteArray csv;
     const QByteArray lead = CsvField(result.file).toUtf8() + ',' + QByteArray::number(index) + ',';
-    for (const objectdata::Row& row : result.objects)
-        csv += lead + RowFields(row) + '\n';
+    const QStringList colour = ColourPlaneKeys();
+    std::vector<int> at;
+    for (const QString& key : colour)
+        at.push_back(static_cast<int>(result.channelKeys.indexOf(key)));
+    for (size_t o = 0; o < result.objects.size(); ++o) {
+        csv += lead + RowFields(result.objects[o]);
+        for (int k : at) {
+            csv += ',';
+            if (k >= 0 && o < result.channelRows.size() &&
+                k < static_cast<int>(result.channelRows[o].size()))
+                csv += Field(result.channelRows[o][static_cast<size_t>(k)]);
+        }
+        csv += '\n';
+    }
     return csv;
 }
 
@@ -175,13 +199,20 @@ QString SettingsPathBeside(const QString& path)
 }
 
 QByteArray SettingsFile(const CountSettings& settings, const QString& image,
-                        const std::optional<dish::Circle>& dish)
+                        const std::optional<dish::Circle>& dish,
+                        const preparation::Report* prepared)
 {
     QJsonObject json = countsettings::ToJson(settings);
     if (!image.isEmpty())
         json.insert("image", image);
     if (dish)
         json.insert("dishFound", imageresult::DishJson(*dish));
+    if (prepared && prepared->ran) {
+        QJsonObject figures;
+        for (const auto& [key, value] : preparation::Figures(*prepared))
+            figures.insert(QLatin1String(key), value);
+        json.insert("prepared", figures);
+    }
     json.insert("autocount", QStringLiteral(AUTOCOUNT_VERSION));
     return QJsonDocument(json).toJson(QJsonDocument::Indented);
 }

@@ -51,9 +51,12 @@ QString SettingsPathBeside(const QString& path);
 bool SettingsBesideAllowed(const QString& path);
 
 /// A settings file that records @p settings and the image they were used on,
-/// with the dish found on it ("dishFound", when there is one).
+/// with the dish found on it ("dishFound", when there is one). With
+/// @p prepared (that ran), what the preparation chose for the image is
+/// recorded under "prepared"; reading the file back passes over both.
 QByteArray SettingsFile(const CountSettings& settings, const QString& image = QString(),
-                        const std::optional<dish::Circle>& dish = std::nullopt);
+                        const std::optional<dish::Circle>& dish = std::nullopt,
+                        const preparation::Report* prepared = nullptr);
 
 /// The --json document: schema and tool version, the settings and one
 /// data record (imageresult::DataRecord) per image, with @p indexes their

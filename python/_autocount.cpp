@@ -23,6 +23,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -278,6 +279,42 @@ PYBIND11_MODULE(_autocount, m)
                 return rows;
             },
             "One row per object in the order of KEYS, as float64.")
+        .def_property_readonly(
+            "channel_keys",
+            [](const PyResult& r) {
+                std::vector<std::string> keys;
+                for (const QString& key : r.summary.channelKeys)
+                    keys.push_back(key.toStdString());
+                return keys;
+            },
+            "The keys of the measurements in the other planes, e.g. mean_gray_c2.")
+        .def_property_readonly(
+            "channel_rows",
+            [](const PyResult& r) {
+                const auto columns = static_cast<py::ssize_t>(r.summary.channelKeys.size());
+                py::array_t<double> rows(
+                    {static_cast<py::ssize_t>(r.summary.channelRows.size()), columns});
+                auto out = rows.mutable_unchecked<2>();
+                for (size_t i = 0; i < r.summary.channelRows.size(); ++i)
+                    for (py::ssize_t c = 0; c < columns; ++c)
+                        out(static_cast<py::ssize_t>(i), c) =
+                            static_cast<size_t>(c) < r.summary.channelRows[i].size()
+                                ? r.summary.channelRows[i][static_cast<size_t>(c)]
+                                : std::nan("");
+                return rows;
+            },
+            "One row per object in the order of channel_keys, as float64.")
+        .def_property_readonly(
+            "preparation",
+            [](const PyResult& r) -> py::object {
+                if (!r.summary.preparation.ran)
+                    return py::none();
+                py::dict figures;
+                for (const auto& [key, value] : preparation::Figures(r.summary.preparation))
+                    figures[key] = value;
+                return std::move(figures);
+            },
+            "What the preparation of the threshold chose, or None.")
         .def_property_readonly("statistics",
                                [](const PyResult& r) {
                                    py::dict statistics;

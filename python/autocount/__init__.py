@@ -25,7 +25,7 @@ from __future__ import annotations
 
 import json
 import os
-from typing import Any, Dict, Mapping, Optional, Tuple, Union
+from typing import Any, Dict, List, Mapping, Optional, Tuple, Union
 
 import numpy as np
 
@@ -87,7 +87,9 @@ class Result:
 
     Attributes:
         count: the number of objects (after the filters).
-        objects: one row per object under the keys of ``KEYS``: a pandas
+        objects: one row per object under the keys of ``KEYS``, then the
+            measurements in the other colour planes (``mean_gray_c1``, ...)
+            when the planes differ: a pandas
             DataFrame when pandas can be imported, else a dict of numpy
             arrays. Values are exactly those of the command line's data
             outputs (``--jsonl``, ``--table``): float64, integers as int64.
@@ -123,12 +125,19 @@ class Result:
     @property
     def objects(self) -> Any:
         if self._objects is None:
-            self._objects = _table(self._raw.rows)
+            self._objects = _table(self._raw.rows, self._raw.channel_keys, self._raw.channel_rows)
         return self._objects
 
     @property
     def statistics(self) -> Dict[str, Dict[str, Optional[float]]]:
         return self._raw.statistics
+
+    @property
+    def preparation(self) -> Optional[Dict[str, float]]:
+        """What the preparation of the threshold chose (object_radius,
+        smoothing_sigma, background_disc, background_level, noise, floor,
+        ...), or None when it did not run."""
+        return self._raw.preparation
 
     @property
     def labels(self) -> np.ndarray:
@@ -195,13 +204,15 @@ def _columns(rows: np.ndarray) -> Dict[str, np.ndarray]:
     return columns
 
 
-def _table(rows: np.ndarray) -> Any:
+def _table(rows: np.ndarray, channel_keys: List[str], channel_rows: np.ndarray) -> Any:
     columns = _columns(rows)
+    for i, key in enumerate(channel_keys):
+        columns[key] = channel_rows[:, i].copy()
     try:
         import pandas
     except ImportError:
         return columns
-    return pandas.DataFrame(columns, columns=list(KEYS))
+    return pandas.DataFrame(columns, columns=list(KEYS) + list(channel_keys))
 
 
 def count(image: np.ndarray, *, channel_order: str = "rgb", **settings: Any) -> Result:

@@ -111,10 +111,17 @@ def assert_matches_record(result, record):
     assert same_number(result.scale, record["scale"])
     rows = result._raw.rows
     assert rows.shape == (len(record["objects"]), len(autocount.KEYS))
-    for row, expected in zip(rows, record["objects"]):
-        assert list(expected) == list(autocount.KEYS)
+    channel_keys = list(result._raw.channel_keys)
+    channel_rows = result._raw.channel_rows
+    for i, (row, expected) in enumerate(zip(rows, record["objects"])):
+        assert list(expected) == list(autocount.KEYS) + channel_keys
         for key, value in zip(autocount.KEYS, row):
             assert same_number(value, expected[key]), (key, value, expected[key])
+        for key, value in zip(channel_keys, channel_rows[i] if channel_keys else []):
+            assert same_number(value, expected[key]), (key, value, expected[key])
+    assert (result.preparation is None) == (record["preparation"] is None)
+    for key, value in (result.preparation or {}).items():
+        assert same_number(value, record["preparation"][key]), key
     if record["statistics"] is None:
         assert all(v is None for s in result.statistics.values() for v in s.values())
         return

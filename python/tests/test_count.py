@@ -128,7 +128,18 @@ def test_labels_mark_each_objects_pixels(generated):
 def test_objects_and_settings(generated):
     image, _ = generated["rgb"]
     result = autocount.count(image, scale=0.5, unit="um", fill_holes=True)
-    assert list(result.objects.columns) == list(autocount.KEYS)
+    # The colour planes differ, so each one's measurements follow the fixed keys.
+    planes = [
+        f"{m}_c{c}" for c in (1, 2, 3) for m in ("mean_gray", "integral", "max_gray", "min_gray", "std_dev")
+    ]
+    assert list(result.objects.columns) == list(autocount.KEYS) + planes
+    labels = result.labels
+    for _, row in result.objects.iterrows():
+        for c in (1, 2, 3):
+            pixels = image[..., c - 1][labels == row["object"]].astype(np.float64)
+            assert row[f"mean_gray_c{c}"] == pytest.approx(pixels.mean(), rel=1e-12)
+            assert row[f"max_gray_c{c}"] == pixels.max() and row[f"min_gray_c{c}"] == pixels.min()
+            assert row[f"integral_c{c}"] == pixels.sum()
     assert list(result.objects["object"]) == list(range(1, result.count + 1))
     for key in autocount.INTEGER_KEYS:
         assert result.objects[key].dtype == np.int64

@@ -300,6 +300,75 @@ TEST_F(DataOutputs, EveryFormatReadsBackTheRecordsDoublesExactly)
         EXPECT_EQ(keys, keySets.front());
 }
 
+// The other planes' measurements and what the preparation chose reach every
+// data output with the values the engine computes.
+TEST_F(DataOutputs, ChannelMeasuresAndPreparationReachEveryDataOutput)
+{
+    // A colour image: the red plane at three quarters, so the planes differ.
+    cv::Mat colour = syntheticcells::Render(Discs(12, 31));
+    std::vector<cv::Mat> planes;
+    cv::split(colour, planes);
+    planes[2] *= 0.75;
+    cv::merge(planes, colour);
+    const QString image = Write("colour.png", colour);
+    const InputImage input = ReadImage(image);
+    ASSERT_TRUE(input.ok());
+    const countrun::CountResult truth = countrun::Count(input.image, CountSettings());
+    ASSERT_TRUE(truth.preparation.ran);
+    ASSERT_EQ(truth.channels.keys.size(), 15);
+    const size_t count = truth.channels.rows.size();
+    ASSERT_EQ(count, 12u);
+
+    const Outcome o = Run({"--objects", "o.csv", "--jsonl", "r.jsonl", "--sqlite", "r.db",
+                           "--report", "r.xlsx", "-v", image});
+    ASSERT_EQ(o.exitCode, 0) << o.err.toStdString();
+    const Table objects = ReadCsv(Read("o.csv"));
+    const QByteArray jsonl = Read("r.jsonl");
+    const QByteArray objectsJson = jsonl.mid(jsonl.indexOf("\"objects\":"));
+    ASSERT_EQ(objects.size(), count);
+    for (int k = 0; k < truth.channels.keys.size(); ++k) {
+        const QString key = truth.channels.keys[k];
+        const std::vector<double> line = RawValues(objectsJson, key.toUtf8().constData());
+        ASSERT_EQ(line.size(), count) << key.toStdString();
+        // One row per object and plane, the plane named by the key's suffix.
+        const QByteArray sql = "SELECT " + key.section('_', 0, -2).toUtf8() +
+                               " FROM object_channels WHERE channel = '" +
+                               key.section('_', -1).toUtf8() + "' ORDER BY object";
+        const auto stored = Query(Path("r.db"), sql.constData());
+        ASSERT_EQ(stored.size(), count) << sql.toStdString();
+        for (size_t i = 0; i < count; ++i) {
+            const std::uint64_t expected = Bits(truth.channels.rows[i][static_cast<size_t>(k)]);
+            EXPECT_EQ(Bits(Parse(objects[i].at(key))), expected) << key.toStdString();
+            EXPECT_EQ(Bits(line[i]), expected) << key.toStdString();
+            ASSERT_TRUE(stored[i][0].has_value());
+            EXPECT_EQ(*stored[i][0], truth.channels.rows[i][static_cast<size_t>(k)]);
+        }
+    }
+    // The preparation's figures: in the JSON line, the database, the settings
+    // written beside the report, and printed with -v.
+    const QByteArray prepared = jsonl.mid(jsonl.indexOf("\"preparation\":"));
+    const QJsonObject beside =
+        QJsonDocument::fromJson(Read("r.settings.json")).object().value("prepared").toObject();
+    const auto figures = preparation::Figures(truth.preparation);
+    QByteArray sql = "SELECT image_id";
+    for (const auto& [key, value] : figures)
+        sql += QByteArray(", ") + key;
+    sql += " FROM preparations";
+    const auto stored = Query(Path("r.db"), sql.constData());
+    ASSERT_EQ(stored.size(), 1u);
+    for (size_t f = 0; f < figures.size(); ++f) {
+        const auto& [key, value] = figures[f];
+        const std::vector<double> line = RawValues(prepared, key);
+        ASSERT_FALSE(line.empty()) << key;
+        EXPECT_EQ(Bits(line[0]), Bits(value)) << key;
+        EXPECT_EQ(beside.value(QLatin1String(key)).toDouble(-1), value) << key;
+        EXPECT_EQ(stored[0][1 + f].value_or(-1), value) << key;
+        EXPECT_TRUE(o.err.contains(QStringLiteral("%1 %2").arg(
+            QLatin1String(key), QString::fromLatin1(objectdata::Number(value)))))
+            << key << o.err.toStdString();
+    }
+}
+
 // A run killed with SIGKILL keeps every image it finished in the database,
 // and --resume counts only the rest.
 TEST_F(DataOutputs, KilledDatabaseRunKeepsFinishedImagesAndResumeCompletesIt)

@@ -91,6 +91,49 @@ TEST(Preparation, DimNucleusAmongBrightOnesIsFound)
     EXPECT_EQ(countrun::Count(image, module).Count(), 11); // one Otsu level misses it
 }
 
+TEST(Preparation, DimNucleusPressedAgainstABrightOneKeepsItsShape)
+{
+    // Pairs of discs of radius 14 meeting in a neck: the left one 150 grey
+    // levels above the background, the right one at a tenth of that. Truth:
+    // each pixel of the discs to the nearer centre.
+    const int radius = 14, pairs = 4;
+    cv::Mat stain(120, 100 * pairs, CV_32F, cv::Scalar(10));
+    cv::Mat truth(stain.size(), CV_32S, cv::Scalar(0));
+    for (int i = 0; i < pairs; ++i) {
+        const cv::Point2d bright(50.0 + 100 * i - 12.5, 60), dim(50.0 + 100 * i + 12.5, 60);
+        for (int y = 0; y < stain.rows; ++y)
+            for (int x = 0; x < stain.cols; ++x) {
+                const double a = std::hypot(x - bright.x, y - bright.y);
+                const double b = std::hypot(x - dim.x, y - dim.y);
+                if (std::min(a, b) > radius)
+                    continue;
+                stain.at<float>(y, x) += a <= b ? 150.f : 15.f;
+                truth.at<int>(y, x) = 2 * i + (a <= b ? 1 : 2);
+            }
+    }
+    cv::GaussianBlur(stain, stain, cv::Size(0, 0), 1.2);
+    cv::Mat grey, image;
+    stain.convertTo(grey, CV_8U);
+    cv::cvtColor(grey, image, cv::COLOR_GRAY2BGR);
+    const countrun::CountResult result = countrun::Count(image, Bright());
+    const touchingcells::MatchScore score =
+        touchingcells::Score(truth, countcore::LabelImage(image.size(), result.core.validContours));
+    EXPECT_EQ(score.truth, 2 * pairs);
+    EXPECT_EQ(score.truePositives, 2 * pairs);
+    EXPECT_EQ(score.detected, 2 * pairs);
+    // The dim one keeps its whole body up to the bright one's edge: of the
+    // blur's width along its rim, no band the width of the local window.
+    const cv::Mat detected = countcore::LabelImage(image.size(), result.core.validContours);
+    for (int i = 0; i < pairs; ++i) {
+        const cv::Mat own = truth == 2 * i + 2;
+        double label = 0;
+        cv::minMaxLoc(detected, nullptr, &label, nullptr, nullptr, own);
+        const cv::Mat found = detected == static_cast<int>(label);
+        const double overlap = cv::countNonZero(own & found);
+        EXPECT_GT(overlap / (cv::countNonZero(own | found)), 0.9) << "pair " << i;
+    }
+}
+
 TEST(Preparation, BackgroundRampNeitherCreatesNorRemovesObjects)
 {
     // The background triples across the image; the nuclei stand 40 to 120 above it.

@@ -7,6 +7,7 @@
 
 #include "bitdepth.h"
 #include "catalogue.h"
+#include "fluorescence.h"
 #include "imageheader.h"
 #include "imageinput.h"
 #include "job.h"
@@ -214,6 +215,35 @@ TEST_F(EngineInput, SixteenBitPngAndPgmFollowTheSameRule)
     EXPECT_EQ(input.source.high, 4095);
     EXPECT_EQ(input.image.at<cv::Vec3b>(5, 5)[0], Level(3000, 0, 4095));
     EXPECT_EQ(Count(Path("deep.pgm")), 2);
+}
+
+// Nuclei in a 16-bit file whose samples run only from 0 to 250 count as the
+// 8-bit stretch of the image's own range does (a fixed division by 257 left
+// them at levels 0 and 1).
+TEST_F(EngineInput, DimSixteenBitNucleiCountLikeTheirEightBitStretch)
+{
+    fluorescence::SceneParams p;
+    p.size = cv::Size(600, 450);
+    p.minRadius = 12;
+    p.seed = 5;
+    const fluorescence::Scene scene = fluorescence::MakeScene(p);
+    cv::Mat grey, deep;
+    cv::extractChannel(scene.image, grey, 0);
+    grey.convertTo(deep, CV_16U, 250.0 / 255.0);
+    double low = 0, high = 0;
+    cv::minMaxLoc(deep, &low, &high);
+    cv::Mat stretch(deep.size(), CV_8UC1);
+    for (int y = 0; y < deep.rows; ++y)
+        for (int x = 0; x < deep.cols; ++x)
+            stretch.at<unsigned char>(y, x) = static_cast<unsigned char>(
+                std::lround((deep.at<uint16_t>(y, x) - low) * 255 / (high - low)));
+    ASSERT_TRUE(cv::imwrite(Path("deep.png").toStdString(), deep));
+    ASSERT_TRUE(cv::imwrite(Path("stretch.png").toStdString(), stretch));
+    CountSettings bright;
+    bright.mode = SegmentMode::Bright;
+    const int stretched = Count(Path("stretch.png"), bright);
+    EXPECT_GT(stretched, static_cast<int>(scene.nuclei.size()) * 9 / 10);
+    EXPECT_EQ(Count(Path("deep.png"), bright), stretched);
 }
 
 // Three pages with 2, 3 and 5 discs: each page counts its own; without a
