@@ -115,6 +115,7 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
                 result.writeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
                                      std::chrono::steady_clock::now() - start)
                                      .count();
+                job::ReleaseFreedMemory();
                 return result;
             };
             if (overlap)

@@ -6,6 +6,7 @@
 
 #include <opencv2/core/utility.hpp>
 
+#include <malloc.h>
 #include <new>
 
 namespace job {
@@ -122,6 +123,11 @@ ImageResult Run(const QString& file, const CountSettings& settings, const ImageO
                 const countrun::Hooks& hooks)
 {
     return Write(Count(file, settings, hooks), outputs);
+}
+
+void ReleaseFreedMemory()
+{
+    malloc_trim(0);
 }
 
 void SetThreadsPerCount(int threads)

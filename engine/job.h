@@ -38,4 +38,8 @@ ImageResult Write(Counted image, const ImageOutputs& outputs);
 /// runs one image per core sets 1, so that N images at a time use N cores.
 void SetThreadsPerCount(int threads);
 
+/// Hands the memory the last image freed back to the system, so that a long
+/// batch's footprint follows what it holds, not what it once held.
+void ReleaseFreedMemory();
+
 } // namespace job
