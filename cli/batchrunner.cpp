@@ -129,6 +129,7 @@ QList<ImageResult> BatchRunner::RunOnThreads(const QList<BatchItem>& items,
     // The images are the unit of parallel work: N jobs are N cores, shared
     // among the images counted at a time (all of them for a single image).
     job::SetThreadsPerCount(std::max(1, jobs_ / jobs));
+    job::KeepLargeBuffersApart();
     std::vector<std::thread> threads;
     for (int t = 0; t < jobs; ++t)
         threads.emplace_back(work);

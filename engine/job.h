@@ -42,4 +42,8 @@ void SetThreadsPerCount(int threads);
 /// batch's footprint follows what it holds, not what it once held.
 void ReleaseFreedMemory();
 
+/// Maps every large buffer (4 MB and more) on its own, so that a long batch
+/// keeps a flat footprint.
+void KeepLargeBuffersApart();
+
 } // namespace job
