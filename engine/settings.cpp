@@ -219,4 +219,29 @@ void Validate(const CountSettings& s)
     }
 }
 
+double MicrometresPer(const QString& name)
+{
+    const QString unit = name.trimmed();
+    if (unit == QStringLiteral("µm") || unit == QStringLiteral("μm") ||
+        unit == QLatin1String("um") ||
+        unit.compare(QLatin1String("micron"), Qt::CaseInsensitive) == 0)
+        return 1.0;
+    if (unit == QLatin1String("nm"))
+        return 1e-3;
+    if (unit == QLatin1String("pm"))
+        return 1e-6;
+    if (unit == QStringLiteral("Å"))
+        return 1e-4;
+    if (unit == QLatin1String("mm"))
+        return 1e3;
+    if (unit == QLatin1String("cm"))
+        return 1e4;
+    if (unit == QLatin1String("m"))
+        return 1e6;
+    if (unit == QLatin1String("in") ||
+        unit.compare(QLatin1String("inch"), Qt::CaseInsensitive) == 0)
+        return 25400.0;
+    return 0; // not a length unit
+}
+
 } // namespace countsettings

@@ -221,8 +221,8 @@ int Choice(const QString& option, const QString& value, const QStringList& allow
 int ParsePage(const QString& option, const QString& text);
 /// Parses "LOW:HIGH" with LOW < HIGH for --range.
 QPair<double, double> ParseRange(const QString& option, const QString& text);
-/// Micrometres per @p unit (nm, µm/um/micron, mm, cm, m, in/inch); 0 for
-/// anything that is not a length.
+/// Micrometres per @p unit (pm, Å, nm, µm/um/micron, mm, cm, m, in/inch);
+/// 0 for anything that is not a length.
 double MicrometresPer(const QString& unit);
 
 /// Checks the combination of values: ranges, manual band, regions.

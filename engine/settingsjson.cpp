@@ -163,25 +163,6 @@ QPair<double, double> ParseRange(const QString& option, const QString& text)
     return {low, high};
 }
 
-double MicrometresPer(const QString& name)
-{
-    const QString unit = name.trimmed();
-    if (unit == QStringLiteral("µm") || unit == QStringLiteral("μm") ||
-        unit == QLatin1String("um") || unit == QLatin1String("micron"))
-        return 1.0;
-    if (unit == QLatin1String("nm"))
-        return 1e-3;
-    if (unit == QLatin1String("mm"))
-        return 1e3;
-    if (unit == QLatin1String("cm"))
-        return 1e4;
-    if (unit == QLatin1String("m"))
-        return 1e6;
-    if (unit == QLatin1String("in") || unit == QLatin1String("inch"))
-        return 25400.0;
-    return 0;
-}
-
 CountSettings FromJson(const QJsonObject& json, const CountSettings& base, const QString& option)
 {
     CountSettings read = FromJsonKeys(json, base, option);

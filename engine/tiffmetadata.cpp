@@ -1,5 +1,7 @@
 #include "tiffmetadata.h"
 
+#include "settings.h"
+
 #include <QXmlStreamReader>
 
 #include <cmath>
@@ -8,27 +10,8 @@ namespace tiffmetadata {
 
 double UnitToMicrometres(QString unit)
 {
-    unit = unit.trimmed();
-    if (unit.isEmpty() || unit == QStringLiteral("µm") || unit == QStringLiteral("μm") ||
-        unit == QLatin1String("um") ||
-        unit.compare(QLatin1String("micron"), Qt::CaseInsensitive) == 0)
-        return 1.0;
-    if (unit == QLatin1String("nm"))
-        return 1e-3;
-    if (unit == QLatin1String("pm"))
-        return 1e-6;
-    if (unit == QStringLiteral("Å"))
-        return 1e-4;
-    if (unit == QLatin1String("mm"))
-        return 1e3;
-    if (unit == QLatin1String("cm"))
-        return 1e4;
-    if (unit == QLatin1String("m"))
-        return 1e6;
-    if (unit == QLatin1String("in") ||
-        unit.compare(QLatin1String("inch"), Qt::CaseInsensitive) == 0)
-        return 25400.0;
-    return 0; // not a length unit
+    // OME-XML's lengths are in micrometres unless a unit is given.
+    return unit.trimmed().isEmpty() ? 1.0 : countsettings::MicrometresPer(unit);
 }
 
 OmePixels ParseOme(const QByteArray& xml)
