@@ -25,8 +25,9 @@ CalibrationDialog::CalibrationDialog(const Calibration& calibration, QWidget* pa
     unit_->setCurrentText(calibration.unit);
     unit_->setToolTip(tr("Unit name shown in the tables; px for pixels"));
 
-    // A calibration kept under a name fills in its scale and unit.
-    auto* saved = new QComboBox;
+    // A calibration kept under a name fills in its scale and unit. The
+    // dialog owns the box even when there is no name to show it for.
+    auto* saved = new QComboBox(this);
     saved->setObjectName("calibrationSaved");
     saved->addItem(tr("(as below)"));
     const QList<NamedCalibration> named = namedcalibrations::All();
